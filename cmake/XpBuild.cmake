@@ -1,0 +1,32 @@
+# Shared build helpers: warning flags for the project's own targets and the
+# unit-test helper.
+
+# Warnings for a target of ours (never for third-party code).
+function(xp_warnings target)
+  target_compile_options(${target} PRIVATE -Wall -Wextra -Wshadow -Wundef)
+  if(XP_WERROR)
+    target_compile_options(${target} PRIVATE -Werror)
+  endif()
+endfunction()
+
+# The library's implementation rules: no exceptions, hidden internals.
+function(xp_library_rules target)
+  target_compile_options(${target} PRIVATE $<$<COMPILE_LANGUAGE:CXX>:-fno-exceptions>)
+  set_target_properties(${target} PROPERTIES
+    C_VISIBILITY_PRESET hidden CXX_VISIBILITY_PRESET hidden VISIBILITY_INLINES_HIDDEN ON
+    POSITION_INDEPENDENT_CODE ON)
+  xp_warnings(${target})
+endfunction()
+
+# xp_test(NAME source... [LIBS lib...]): a GoogleTest executable registered
+# with CTest, one CTest entry per test case.
+function(xp_test name)
+  if(NOT XP_BUILD_TESTS)
+    return()
+  endif()
+  cmake_parse_arguments(T "" "" "LIBS" ${ARGN})
+  add_executable(${name} ${T_UNPARSED_ARGUMENTS})
+  target_link_libraries(${name} PRIVATE xp_static GTest::gtest GTest::gtest_main ${T_LIBS})
+  xp_warnings(${name})
+  gtest_discover_tests(${name} DISCOVERY_MODE PRE_TEST DISCOVERY_TIMEOUT 60)
+endfunction()

@@ -1,0 +1,27 @@
+#!/usr/bin/env bash
+# Installs the build tree BUILD into a scratch prefix under WORK, then builds
+# and runs the consumer program with find_package(xp) and with pkg-config.
+set -euo pipefail
+build=$1 work=$2
+here=$(cd "$(dirname "$0")" && pwd)
+cmake=${CMAKE_COMMAND:-cmake}
+rm -rf "$work" && mkdir -p "$work"
+prefix=$work/prefix
+
+"$cmake" --install "$build" --prefix "$prefix" >"$work/install.log"
+
+echo "== find_package(xp)"
+"$cmake" -S "$here" -B "$work/consumer" -G "${GENERATOR:-Ninja}" -DCMAKE_PREFIX_PATH="$prefix" \
+  -DCMAKE_C_COMPILER="${CC:-cc}" >"$work/configure.log"
+"$cmake" --build "$work/consumer" >"$work/build.log"
+LD_LIBRARY_PATH="$prefix/lib:${LD_LIBRARY_PATH:-}" "$work/consumer/consumer"
+"$work/consumer/consumer_static"
+
+echo "== pkg-config xp"
+libdir=$(ls -d "$prefix"/lib*/pkgconfig | head -1)
+export PKG_CONFIG_PATH=$libdir
+"${CC:-cc}" -std=c11 -o "$work/consumer_pc" "$here/main.c" $(pkg-config --cflags --libs xp)
+LD_LIBRARY_PATH="$(dirname "$libdir"):${LD_LIBRARY_PATH:-}" "$work/consumer_pc"
+"${CC:-cc}" -std=c11 -o "$work/consumer_pc_static" "$here/main.c" \
+  $(pkg-config --cflags xp) "$(dirname "$libdir")/libxp.a" $(pkg-config --libs --static xp | sed 's/-lxp//')
+"$work/consumer_pc_static"
