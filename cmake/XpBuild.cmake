@@ -30,3 +30,20 @@ function(xp_test name)
   xp_warnings(${name})
   gtest_discover_tests(${name} DISCOVERY_MODE PRE_TEST DISCOVERY_TIMEOUT 60)
 endfunction()
+
+# xp_bench(NAME source...): a Google Benchmark executable (release preset).
+function(xp_bench name)
+  add_executable(${name} ${ARGN})
+  target_link_libraries(${name} PRIVATE xp_static benchmark::benchmark benchmark::benchmark_main)
+  xp_warnings(${name})
+endfunction()
+
+# xp_fuzz(NAME source...): a libFuzzer target (fuzz preset, clang), linked
+# against the library's objects so that internal helpers are reachable.
+function(xp_fuzz name)
+  add_executable(${name} ${ARGN})
+  target_compile_options(${name} PRIVATE -fsanitize=fuzzer)
+  target_link_options(${name} PRIVATE -fsanitize=fuzzer)
+  target_link_libraries(${name} PRIVATE xp_static)
+  xp_warnings(${name})
+endfunction()
