@@ -1,0 +1,77 @@
+// Address reader on arbitrary text, fed as an unterminated heap buffer of
+// exactly the input's length; the two characters that the hex net/node form
+// reads behind its 23 are added only when that form is recognised. Also
+// renders the first bytes as an address of every kind into a buffer of a
+// size taken from the input and checks that nothing past it is written.
+#include <cstdint>
+#include <cstdlib>
+#include <cstring>
+
+#include "xp/fmt/xp_fmt.h"
+
+namespace {
+
+void check(bool ok) {
+  if (!ok) abort();
+}
+
+void read_text(const uint8_t *data, size_t size, intptr_t room) {
+  auto *exact = static_cast<char *>(malloc(size ? size : 1));
+  memcpy(exact, data, size);
+  auto length = static_cast<intptr_t>(size);
+  int kind = xp_fmt_getaddr(nullptr, 0, exact, length);
+  check(kind >= -1 && kind <= 2);
+
+  unsigned char out[32];
+  memset(out, 0xA5, sizeof out);
+  char *text = exact;
+  if (kind == 2) {  // the caller hands over the writer's whole text
+    text = static_cast<char *>(malloc(size + 2));
+    memcpy(text, data, size);
+    text[size] = 'F';
+    text[size + 1] = 'F';
+  }
+  check(xp_fmt_getaddr(out, room, text, length) == kind);
+  for (size_t i = static_cast<size_t>(room); i < sizeof out; ++i)
+    check(out[i] == 0xA5);
+  if (text != exact) free(text);
+
+  // The same text zero-terminated (up to its first zero byte).
+  auto *terminated = static_cast<char *>(malloc(size + 1));
+  memcpy(terminated, data, size);
+  terminated[size] = 0;
+  memset(out, 0xA5, sizeof out);
+  int zkind = xp_fmt_getaddr(out, room, terminated, -1);
+  check(zkind >= -1 && zkind <= 2);
+  for (size_t i = static_cast<size_t>(room); i < sizeof out; ++i)
+    check(out[i] == 0xA5);
+  free(terminated);
+  free(exact);
+}
+
+void render(const uint8_t *data, size_t size, intptr_t room) {
+  unsigned char address[16] = {0};
+  memcpy(address, data, size < 16 ? size : 16);
+  for (int kind = -1; kind <= 2; ++kind) {
+    auto *buf = static_cast<char *>(malloc(room ? static_cast<size_t>(room) : 1));
+    intptr_t n = xp_fmt_addr(buf, room, kind, address);
+    check(n <= room);
+    if (kind >= 0 && room >= 25 && n > 0) {
+      unsigned char back[16];
+      // Kind 2 is read back with the writer's count and its whole text.
+      check(xp_fmt_getaddr(back, 16, buf, n) == kind);
+      check(memcmp(back, address, kind == 0 ? 3 : kind == 1 ? 4 : 10) == 0);
+    }
+    free(buf);
+  }
+}
+
+}  // namespace
+
+extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size) {
+  if (size < 1) return 0;
+  intptr_t room = data[0] % 33;
+  read_text(data + 1, size - 1, room % 17);
+  render(data + 1, size - 1, room + 8);
+  return 0;
+}
