@@ -104,9 +104,10 @@ unsigned long xp_fmt_hexlong(const char *text, size_t len) {
 }
 
 size_t xp_fmt_getdata(void *out, size_t outsize, const char *hex, intptr_t hexlen) {
-  if (!hex || hexlen < 1) return 0;
+  if (hexlen < 1) return 0;
   auto len = static_cast<size_t>(hexlen);
-  if (!out) return len / 2;
+  if (!out) return len / 2;  // measuring reads nothing
+  if (!hex) return 0;
   size_t count = (len + 1) / 2;
   if (count > outsize) count = outsize;
   auto *dst = static_cast<unsigned char *>(out);

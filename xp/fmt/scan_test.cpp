@@ -44,6 +44,7 @@ TEST(ScanData, MeasuringRoundsDown) {
   EXPECT_EQ(xp_fmt_getdata(nullptr, 0, "abc", 3), 1u);
   EXPECT_EQ(xp_fmt_getdata(nullptr, 0, "abcd", 4), 2u);
   EXPECT_EQ(xp_fmt_getdata(nullptr, 0, "abcd", -1), 0u);
+  EXPECT_EQ(xp_fmt_getdata(nullptr, 0, nullptr, 5), 2u);
   unsigned char out[4] = {1, 1, 1, 1};
   EXPECT_EQ(xp_fmt_getdata(out, 4, "abcd", -1), 0u);
   EXPECT_EQ(xp_fmt_getdata(out, 4, nullptr, 4), 0u);

@@ -58,7 +58,8 @@ XP_API intptr_t xp_fmt_addr(char *buffer, intptr_t size, int kind, const void *a
  *    Contract of this form: the length that xp_fmt_addr returns is 23 but
  *    its text has 25 characters, and this reader, given 23, reads all 25.
  *    With an explicit length the caller must therefore supply two readable
- *    bytes behind the 23 characters (the rest of the writer's text). With a
+ *    bytes behind the 23 characters left after trimming (the rest of the
+ *    writer's text; trailing blanks within length count toward them). With a
  *    zero-terminated text nothing past the terminator is read; digits not
  *    present are taken as 0.
  *  - 8 characters of the form $NNNN.NN (hexadecimal): kind 0, 3 bytes.
