@@ -248,4 +248,19 @@ TEST(ScanUuid, ReadsRandomUuidTexts) {
   }
 }
 
+// The reader inverts the library's own UUID writer.
+TEST(ScanUuid, InvertsTheUuidWriter) {
+  std::mt19937 rng(11);
+  for (int i = 0; i < 5000; ++i) {
+    Bytes u(16);
+    for (auto &b : u)
+      b = static_cast<unsigned char>(rng());
+    char text[37];
+    ASSERT_EQ(xp_fmt_uuid(text, sizeof text, u.data(), 16), 36u);
+    Bytes out;
+    ASSERT_EQ(getuuid(std::string(text, 36), &out), 16u) << text;
+    ASSERT_EQ(Bytes(out.begin(), out.begin() + 16), u) << text;
+  }
+}
+
 }  // namespace
