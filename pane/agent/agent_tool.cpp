@@ -6,6 +6,7 @@
 #include <fcntl.h>
 #include <unistd.h>
 
+#include <cerrno>
 #include <functional>
 #include <string>
 #include <vector>
@@ -37,6 +38,7 @@ constexpr const char *kUsage =
     "  set KEY VALUE                   any setting, in the state file's syntax\n"
     "  calls                           print the call log\n"
     "  messages                        print the message log\n"
+    "  clear-logs                      empty both logs\n"
     "\n"
     "The state file is PATH, else $TESSARY_AGENT_STATE, else\n"
     "$XDG_STATE_HOME/tessary/agent-state or ~/.local/state/tessary/agent-state.\n";
@@ -44,7 +46,7 @@ constexpr const char *kUsage =
 using Change = std::function<bool(AgentState &, std::string *)>;
 
 struct Command {
-  enum Kind { kChange, kInit, kShow, kPrintLog } kind = kChange;
+  enum Kind { kChange, kInit, kShow, kPrintLog, kClearLogs } kind = kChange;
   Change change;
   bool force = false;
   bool messages = false;  // kPrintLog: which log
@@ -99,6 +101,11 @@ bool parse_command(const std::string &name, const std::vector<std::string> &args
     if (!count(0, 0)) return false;
     cmd->kind = name == "show" ? Command::kShow : Command::kPrintLog;
     cmd->messages = name == "messages";
+    return true;
+  }
+  if (name == "clear-logs") {
+    if (!count(0, 0)) return false;
+    cmd->kind = Command::kClearLogs;
     return true;
   }
   if (name == "connect") {
@@ -289,6 +296,15 @@ int run_tool(int argc, const char *const *argv, std::FILE *out, std::FILE *err) 
   if (!lock.held()) {
     std::fprintf(err, "tessary-agent: cannot lock %s\n", paths.lock.c_str());
     return kExitFailed;
+  }
+  if (cmd.kind == Command::kClearLogs) {
+    for (const std::string &log : {paths.calls, paths.messages}) {
+      if (truncate(log.c_str(), 0) != 0 && errno != ENOENT) {
+        std::fprintf(err, "tessary-agent: cannot empty %s\n", log.c_str());
+        return kExitFailed;
+      }
+    }
+    return kExitOk;
   }
   AgentState state;
   if (cmd.kind == Command::kInit) {

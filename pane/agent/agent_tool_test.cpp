@@ -172,6 +172,8 @@ TEST_F(AgentTool, StateOptionAndLogs) {
   EXPECT_EQ(out_, "QuilAuthenticate(0) = 0\n");
   EXPECT_EQ(run({"messages"}), kExitOk);
   EXPECT_EQ(out_, "\"hello\"\n");
+  EXPECT_EQ(run({"clear-logs"}), kExitOk);
+  EXPECT_EQ(read_file(paths().calls) + read_file(paths().messages), "");
   EXPECT_EQ(run({"--help"}), kExitOk);
   EXPECT_NE(out_.find("usage: tessary-agent"), std::string::npos);
 }
