@@ -5,7 +5,6 @@
 #include <gtest/gtest.h>
 
 #include <cstdio>
-#include <initializer_list>
 #include <thread>
 #include <vector>
 
@@ -19,9 +18,9 @@ using testing::read_file;
 class AgentTool : public testing::AgentDir {
  protected:
   // Runs the command; its output and error text land in out_ and err_.
-  int run(std::initializer_list<const char *> words) {
+  int run(const std::vector<const char *> &words) {
     std::vector<const char *> argv = {"tessary-agent"};
-    argv.insert(argv.end(), words);
+    argv.insert(argv.end(), words.begin(), words.end());
     std::FILE *out = std::tmpfile(), *err = std::tmpfile();
     int rc = run_tool(static_cast<int>(argv.size()), argv.data(), out, err);
     out_ = slurp(out);
@@ -48,7 +47,7 @@ TEST_F(AgentTool, InitShowAndEveryChange) {
   EXPECT_EQ(run({"init"}), kExitFailed);  // an existing state is kept
   EXPECT_NE(err_.find("exists"), std::string::npos);
 
-  for (auto words : std::vector<std::initializer_list<const char *>>{
+  for (const auto &words : std::vector<std::vector<const char *>>{
            {"connect", "backup", "192.0.2.1", "vantor-1"},
            {"configure", "domarc.example"},
            {"identifier", "C0FFEE"},
