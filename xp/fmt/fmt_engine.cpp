@@ -344,9 +344,21 @@ size_t produce(char *out, size_t room, Spec &s, Args &a, size_t *bound) {
     case kPointerClass + 's': {
       const char *t = va_arg(*a.ap, const char *);
       if (!t) return 0;
-      if (flags & XPF_LONG)
-        return (size_t)xpf_wstr(out, (intptr_t)lim, (const uint16_t *)t, s.count, flags, s.width);
-      return xpf_str(out, lim, t, s.count, flags, s.width);
+      // A count from '*' or '.*' gives the length, but a zero-terminated
+      // text is never read past its end.
+      intptr_t len = s.count;
+      if (flags & XPF_LONG) {
+        const auto *w = (const uint16_t *)t;
+        if (len >= 0) {
+          intptr_t n = 0;
+          while (n < len && w[n])
+            n++;
+          len = n;
+        }
+        return (size_t)xpf_wstr(out, (intptr_t)lim, w, len, flags, s.width);
+      }
+      if (len >= 0) len = (intptr_t)strnlen(t, (size_t)len);
+      return xpf_str(out, lim, t, len, flags, s.width);
     }
     case 'S':
     case kPointerClass + 'S': {

@@ -79,6 +79,9 @@ TEST(FmtGrammar, FlagPrecedenceAndWidths) {
   EXPECT_FMT(" 1.0", "% .1f", 1.0);
   // A '*' width is also the count; a negative one left-justifies.
   EXPECT_FMT("ab|", "%*s|", 2, "abc");
+  EXPECT_FMT("      abc|", "%*s|", 9, "abc");  // the count stops at the zero byte
+  static const uint16_t w[] = {'a', 'b', 0};
+  EXPECT_FMT("  ab|a|", "%*ls|%.*ls|", 4, w, 1, w);
   EXPECT_FMT("7    |", "%*d|", -5, 7);
   EXPECT_FMT("   7|", "%*d|", 4, 7);
   // Precision: the output limit for every non-floating directive.
