@@ -32,6 +32,19 @@ constexpr struct Pairs {
   }
 } kPairs;
 
+// The number of decimal digits of v.
+inline size_t decimal_count(uint64_t v) {
+  size_t n = 1;
+  for (;;) {
+    if (v < 10) return n;
+    if (v < 100) return n + 1;
+    if (v < 1000) return n + 2;
+    if (v < 10000) return n + 3;
+    v /= 10000;
+    n += 4;
+  }
+}
+
 // Decimal digits of v ending at `end`; returns their start.
 inline char *decimal_digits(char *end, uint64_t v) {
   char *p = end;
@@ -110,13 +123,24 @@ size_t base_grouped(char *buf, size_t room, uint64_t value, uint32_t base, const
                     uint32_t flags, size_t width, const Grouping *g) {
   if (base < 2) return 0;
   if (value == 0) return xpf_str(buf, room, "0", 1, flags, width);
-  char text[kTextRoom];
-  char *end = text + sizeof text;
-  char *p = end;
   const unsigned char *sizes = g ? g->sizes : nullptr;
   unsigned group = 0;
   // A size of 0, or one of 128 and above (255 included), ends grouping.
   if (sizes && g->seplen && sizes[0] != 0 && sizes[0] < 128) group = sizes[0];
+  // The common case, decimal digits that need no field, no grouping and no
+  // escaping, goes straight into the buffer: the text writer would copy
+  // them unchanged.
+  if (base == 10 && buf && !group &&
+      !(flags & (XPF_PLUS | XPF_BACKTICK | XPF_QUOTE1 | XPF_QUOTE2 | XPF_QUOTE3))) {
+    size_t nd = decimal_count(value);
+    if (nd >= width && nd <= room) {
+      decimal_digits(buf + nd, value);
+      return nd;
+    }
+  }
+  char text[kTextRoom];
+  char *end = text + sizeof text;
+  char *p = end;
   if (base == 10 && !group) {
     p = decimal_digits(end, value);
   } else if ((base == 16 || base == 8) && !group) {
