@@ -20,10 +20,10 @@ const char kMostNegative[] =
     "\xE2\x88\x92"
     "9223372036854775808";
 
-// The argument list and a copy of its start, for positions.
+// The argument list being taken. A position restarts it from the caller's
+// list, which the engine itself never advances.
 struct Args {
-  va_list ap;
-  va_list start;
+  va_list *ap;
 };
 
 struct Spec {
@@ -51,23 +51,20 @@ size_t read_number(const char *&p) {
   return n;
 }
 
-// Parses one directive after its '%'. Returns false when the format ends
-// before the conversion character.
+// A position (digits and '$') at p: its number, p moved past it. Without
+// '$' the digits are not a position and p stays (they are flags and width).
+size_t position(const char *&p) {
+  if (!is_digit(*p)) return 0;
+  const char *q = p;
+  size_t n = read_number(q);
+  if (*q != '$') return 0;
+  p = q + 1;
+  return n;
+}
+
+// Parses one directive after its '%' and position. Returns false when the
+// format ends before the conversion character.
 bool parse(const char *&p, Args &a, Spec &s) {
-  // Position: digits and '$'; 1 or more restarts the arguments.
-  if (is_digit(*p)) {
-    const char *q = p;
-    size_t n = read_number(q);
-    if (*q == '$') {
-      p = q + 1;
-      if (n >= 1) {
-        va_end(a.ap);
-        va_copy(a.ap, a.start);
-        for (size_t i = 1; i < n; i++)
-          (void)va_arg(a.ap, intptr_t);
-      }
-    }
-  }
   for (;; p++) {
     switch (*p) {
       case ' ':
@@ -99,7 +96,7 @@ bool parse(const char *&p, Args &a, Spec &s) {
   bool star_width = false;
   if (*p == '*') {
     p++;
-    int v = va_arg(a.ap, int);
+    int v = va_arg(*a.ap, int);
     // A negative width left-justifies, as it does in C.
     if (v < 0) {
       s.flags |= XPF_LEFT;
@@ -118,7 +115,7 @@ bool parse(const char *&p, Args &a, Spec &s) {
     p++;
     if (*p == '*') {
       p++;
-      int v = va_arg(a.ap, int);
+      int v = va_arg(*a.ap, int);
       // A negative precision counts as none.
       if (v >= 0) {
         s.precision = s.limit = (size_t)v;
@@ -203,17 +200,17 @@ done:
 }
 
 int64_t signed_arg(Args &a, uint32_t flags) {
-  if (flags & XPF_LONGLONG) return (int64_t)va_arg(a.ap, long long);
-  if (flags & XPF_PTRDIFF) return (int64_t)va_arg(a.ap, ptrdiff_t);
-  if (flags & XPF_LONG) return (int64_t)va_arg(a.ap, long);
-  return (int64_t)va_arg(a.ap, int);
+  if (flags & XPF_LONGLONG) return (int64_t)va_arg(*a.ap, long long);
+  if (flags & XPF_PTRDIFF) return (int64_t)va_arg(*a.ap, ptrdiff_t);
+  if (flags & XPF_LONG) return (int64_t)va_arg(*a.ap, long);
+  return (int64_t)va_arg(*a.ap, int);
 }
 
 uint64_t unsigned_arg(Args &a, uint32_t flags) {
-  if (flags & XPF_LONGLONG) return (uint64_t)va_arg(a.ap, unsigned long long);
-  if (flags & XPF_PTRDIFF) return (uint64_t)(size_t)va_arg(a.ap, ptrdiff_t);
-  if (flags & XPF_LONG) return (uint64_t)va_arg(a.ap, unsigned long);
-  return (uint64_t)va_arg(a.ap, unsigned int);
+  if (flags & XPF_LONGLONG) return (uint64_t)va_arg(*a.ap, unsigned long long);
+  if (flags & XPF_PTRDIFF) return (uint64_t)(size_t)va_arg(*a.ap, ptrdiff_t);
+  if (flags & XPF_LONG) return (uint64_t)va_arg(*a.ap, unsigned long);
+  return (uint64_t)va_arg(*a.ap, unsigned int);
 }
 
 size_t put_byte(char *out, char c) {
@@ -309,10 +306,10 @@ size_t produce(char *out, size_t room, Spec &s, Args &a, size_t *bound) {
     case 'X':
       return xpf_base(out, lim, unsigned_arg(a, flags), 16, xpf_upper_digits, flags, s.width);
     case 'p':
-      return xpf_base(out, lim, (uintptr_t)va_arg(a.ap, void *), 16, xpf_lower_digits,
+      return xpf_base(out, lim, (uintptr_t)va_arg(*a.ap, void *), 16, xpf_lower_digits,
                       flags | XPF_ALT, s.width);
     case 'c': {
-      int v = va_arg(a.ap, int);
+      int v = va_arg(*a.ap, int);
       if (!(flags & XPF_LONG)) return *bound = SIZE_MAX, put_byte(out, (char)v);
       unsigned u = (unsigned)v & 0xFFFF;
       char t[3];
@@ -338,23 +335,35 @@ size_t produce(char *out, size_t room, Spec &s, Args &a, size_t *bound) {
     case 'E':
     case 'F':
     case 'G':
-      return *bound = SIZE_MAX, floating(out, room, s, va_arg(a.ap, double));
+      return *bound = SIZE_MAX, floating(out, room, s, va_arg(*a.ap, double));
     case 'a':
     case 'A':
-      (void)va_arg(a.ap, double);
+      (void)va_arg(*a.ap, double);
       return *bound = SIZE_MAX, put_byte(out, (char)s.conv);
     case 's':
     case kPointerClass + 's': {
-      const char *t = va_arg(a.ap, const char *);
+      const char *t = va_arg(*a.ap, const char *);
       if (!t) return 0;
-      if (flags & XPF_LONG)
-        return (size_t)xpf_wstr(out, (intptr_t)lim, (const uint16_t *)t, s.count, flags, s.width);
-      return xpf_str(out, lim, t, s.count, flags, s.width);
+      // A count from '*' or '.*' gives the length, but a zero-terminated
+      // text is never read past its end.
+      intptr_t len = s.count;
+      if (flags & XPF_LONG) {
+        const auto *w = (const uint16_t *)t;
+        if (len >= 0) {
+          intptr_t n = 0;
+          while (n < len && w[n])
+            n++;
+          len = n;
+        }
+        return (size_t)xpf_wstr(out, (intptr_t)lim, w, len, flags, s.width);
+      }
+      if (len >= 0) len = (intptr_t)strnlen(t, (size_t)len);
+      return xpf_str(out, lim, t, len, flags, s.width);
     }
     case 'S':
     case kPointerClass + 'S': {
-      size_t n = va_arg(a.ap, size_t);
-      const char *t = va_arg(a.ap, const char *);
+      size_t n = va_arg(*a.ap, size_t);
+      const char *t = va_arg(*a.ap, const char *);
       if (!t) return 0;
       if (flags & XPF_LONG)
         return (size_t)xpf_wstr(out, (intptr_t)lim, (const uint16_t *)t, (intptr_t)n, flags,
@@ -363,13 +372,13 @@ size_t produce(char *out, size_t room, Spec &s, Args &a, size_t *bound) {
     }
     case 'P':
     case kPointerClass + 'P': {
-      const unsigned char *t = va_arg(a.ap, const unsigned char *);
+      const unsigned char *t = va_arg(*a.ap, const unsigned char *);
       if (!t) return 0;
       return xpf_str(out, lim, (const char *)t + 1, t[0], flags, s.width);
     }
     case 'T':
     case kIntegerClass + 'T': {
-      int v = va_arg(a.ap, int);
+      int v = va_arg(*a.ap, int);
       if (!v) return 0;
       char t[4];
       memcpy(t, &v, 4);
@@ -380,18 +389,18 @@ size_t produce(char *out, size_t room, Spec &s, Args &a, size_t *bound) {
       if (!(s.flags & (XPF_QUOTE1 | XPF_QUOTE2 | XPF_QUOTE3 | XPF_BACKTICK)) && s.width &&
           s.width < s.limit)
         *bound = s.width;
-      return object(out, lim, s, va_arg(a.ap, void *));
+      return object(out, lim, s, va_arg(*a.ap, void *));
     case 'h':
     case 'H': {
-      size_t n = va_arg(a.ap, size_t);
-      const void *d = va_arg(a.ap, const void *);
+      size_t n = va_arg(*a.ap, size_t);
+      const void *d = va_arg(*a.ap, const void *);
       size_t hl = s.width && s.width < lim ? s.width : lim;
       *bound = hl;
       return hexdump(out, hl, s, d, (intptr_t)n, s.conv == 'H');
     }
     case kPointerClass + 'h':
     case kPointerClass + 'H': {
-      const void *d = va_arg(a.ap, const void *);
+      const void *d = va_arg(*a.ap, const void *);
       if (s.count <= 0) return 0;
       // Only the pointer is an argument: the count comes from the '*'
       // width, and the field is two digits per byte.
@@ -401,7 +410,7 @@ size_t produce(char *out, size_t room, Spec &s, Args &a, size_t *bound) {
       return hexdump(out, hl, s, d, s.count, s.conv == kPointerClass + 'H');
     }
     case kPointerClass + 'U': {
-      const void *d = va_arg(a.ap, const void *);
+      const void *d = va_arg(*a.ap, const void *);
       if (!d) return 0;
       size_t r = xp_fmt_uuid(out, lim, d, 16);
       return r == (size_t)-1 ? 0 : r;
@@ -417,7 +426,7 @@ size_t produce(char *out, size_t room, Spec &s, Args &a, size_t *bound) {
       break;
   }
   if (s.conv >= kFloatClass) {
-    (void)va_arg(a.ap, double);
+    (void)va_arg(*a.ap, double);
     return *bound = SIZE_MAX, put_byte(out, (char)(s.conv - kFloatClass));
   }
   if (s.conv >= kIntegerClass) {
@@ -425,7 +434,7 @@ size_t produce(char *out, size_t room, Spec &s, Args &a, size_t *bound) {
     return *bound = SIZE_MAX, put_byte(out, (char)(s.conv - kIntegerClass));
   }
   if (s.conv >= kPointerClass) {
-    (void)va_arg(a.ap, void *);
+    (void)va_arg(*a.ap, void *);
     return *bound = SIZE_MAX, put_byte(out, (char)(s.conv - kPointerClass));
   }
   return *bound = SIZE_MAX, put_byte(out, (char)s.conv);
@@ -439,12 +448,15 @@ size_t directive(char *out, size_t room, Spec &s, Args &a) {
 
 }  // namespace
 
-size_t xp_fmt_vformat(char *buf, size_t size, const char *format, va_list args) {
+namespace {
+
+// The main loop. `ap` is the list taken from; `start` is the caller's list
+// at its beginning, only ever copied, for positions.
+template <class Start>
+size_t engine(char *buf, size_t size, const char *format, va_list &ap, Start start) {
   if (buf && size == 0) return 0;
   if (!format) format = "";
-  Args a;
-  va_copy(a.start, args);
-  va_copy(a.ap, args);
+  Args a{&ap};
   const size_t cap = buf ? size - 1 : SIZE_MAX;
   size_t total = 0;
   const char *p = format;
@@ -456,7 +468,12 @@ size_t xp_fmt_vformat(char *buf, size_t size, const char *format, va_list args) 
       size_t run = (size_t)(q - p);
       if (buf) {
         if (run > cap - total) run = cap - total;
-        memcpy(buf + total, p, run);
+        if (run <= 16) {
+          for (size_t i = 0; i < run; i++)
+            buf[total + i] = p[i];
+        } else {
+          memcpy(buf + total, p, run);
+        }
       }
       total += run;
       p = q;
@@ -464,36 +481,60 @@ size_t xp_fmt_vformat(char *buf, size_t size, const char *format, va_list args) 
     }
     if (!*p) break;
     p++;
+    // A position of 1 or more restarts the arguments: the n - 1 before the
+    // one wanted are skipped, each taken as an integer or pointer.
+    if (size_t n = position(p)) {
+      va_end(ap);
+      va_copy(ap, start);
+      for (size_t i = 1; i < n; i++)
+        (void)va_arg(*a.ap, intptr_t);
+    }
     Spec s;
     if (!parse(p, a, s)) break;
     size_t n = directive(buf ? buf + total : nullptr, cap - total, s, a);
     total += n;
   }
   if (buf) buf[total] = 0;
-  va_end(a.ap);
-  va_end(a.start);
   return total;
 }
 
+}  // namespace
+
+size_t xp_fmt_vformat(char *buf, size_t size, const char *format, va_list args) {
+  va_list ap;
+  va_copy(ap, args);
+  size_t n = engine(buf, size, format, ap, args);
+  va_end(ap);
+  return n;
+}
+
+// The variadic entry points start the list twice rather than copying it:
+// one to take arguments from, one to restart from.
 size_t xp_fmt_format(char *buf, size_t size, const char *format, ...) {
   va_list ap;
+  va_list start;
   va_start(ap, format);
-  size_t n = xp_fmt_vformat(buf, size, format, ap);
+  va_start(start, format);
+  size_t n = engine(buf, size, format, ap, start);
+  va_end(start);
   va_end(ap);
   return n;
 }
 
 size_t xp_fmt_append(char *buf, size_t size, size_t used, const char *format, ...) {
   va_list ap;
+  va_list start;
   va_start(ap, format);
+  va_start(start, format);
   size_t n;
   if (!buf) {
-    n = used + xp_fmt_vformat(nullptr, 0, format, ap);
+    n = used + engine(nullptr, 0, format, ap, start);
   } else if (size <= used) {
     n = size ? size - 1 : 0;
   } else {
-    n = used + xp_fmt_vformat(buf + used, size - used, format, ap);
+    n = used + engine(buf + used, size - used, format, ap, start);
   }
+  va_end(start);
   va_end(ap);
   return n;
 }

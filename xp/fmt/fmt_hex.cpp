@@ -15,8 +15,12 @@ size_t xpf_hexify(char *buf, size_t room, const void *data, intptr_t count, int3
   size_t pos = 0;
   // Positions at or past the room are left out, so a short room keeps the
   // beginning of the dump.
-  for (intptr_t i = 0; i < count && pos < room; i++, pos += step) {
-    if (i && separator) buf[pos - 1] = (char)separator;
+  for (intptr_t i = 0; i < count; i++, pos += step) {
+    if (i && separator) {
+      if (pos - 1 >= room) break;
+      buf[pos - 1] = (char)separator;
+    }
+    if (pos >= room) break;
     buf[pos] = digits[b[i] >> 4];
     if (pos + 1 < room) buf[pos + 1] = digits[b[i] & 15];
   }

@@ -21,6 +21,59 @@ constexpr size_t kMostNegativeCount = 20;
 // bytes after each, a prefix, and up to 160 zeros of fill.
 constexpr size_t kTextRoom = 64 * 17 + 2 + 160 + 8;
 
+// "00" to "99", for two decimal digits per division.
+constexpr struct Pairs {
+  char t[200];
+  constexpr Pairs() : t() {
+    for (int i = 0; i < 100; i++) {
+      t[2 * i] = (char)('0' + i / 10);
+      t[2 * i + 1] = (char)('0' + i % 10);
+    }
+  }
+} kPairs;
+
+// The number of decimal digits of v.
+inline size_t decimal_count(uint64_t v) {
+  size_t n = 1;
+  for (;;) {
+    if (v < 10) return n;
+    if (v < 100) return n + 1;
+    if (v < 1000) return n + 2;
+    if (v < 10000) return n + 3;
+    v /= 10000;
+    n += 4;
+  }
+}
+
+// Decimal digits of v ending at `end`; returns their start.
+inline char *decimal_digits(char *end, uint64_t v) {
+  char *p = end;
+  while (v > 0xFFFFFFFFu) {
+    uint64_t r = v % 100;
+    v /= 100;
+    p -= 2;
+    p[0] = kPairs.t[2 * r];
+    p[1] = kPairs.t[2 * r + 1];
+  }
+  // The rest in 32 bits, whose division is cheaper.
+  uint32_t w = (uint32_t)v;
+  while (w >= 100) {
+    uint32_t r = w % 100;
+    w /= 100;
+    p -= 2;
+    p[0] = kPairs.t[2 * r];
+    p[1] = kPairs.t[2 * r + 1];
+  }
+  if (w >= 10) {
+    p -= 2;
+    p[0] = kPairs.t[2 * w];
+    p[1] = kPairs.t[2 * w + 1];
+  } else {
+    *--p = (char)('0' + w);
+  }
+  return p;
+}
+
 }  // namespace
 
 namespace xpf {
@@ -70,19 +123,32 @@ size_t base_grouped(char *buf, size_t room, uint64_t value, uint32_t base, const
                     uint32_t flags, size_t width, const Grouping *g) {
   if (base < 2) return 0;
   if (value == 0) return xpf_str(buf, room, "0", 1, flags, width);
-  char text[kTextRoom];
-  char *end = text + sizeof text;
-  char *p = end;
   const unsigned char *sizes = g ? g->sizes : nullptr;
   unsigned group = 0;
   // A size of 0, or one of 128 and above (255 included), ends grouping.
   if (sizes && g->seplen && sizes[0] != 0 && sizes[0] < 128) group = sizes[0];
-  if (base == 10 && !group) {
-    while (value >= 10) {
-      *--p = digits[value % 10];
-      value /= 10;
+  // The common case, decimal digits that need no field, no grouping and no
+  // escaping, goes straight into the buffer: the text writer would copy
+  // them unchanged.
+  if (base == 10 && buf && !group &&
+      !(flags & (XPF_PLUS | XPF_BACKTICK | XPF_QUOTE1 | XPF_QUOTE2 | XPF_QUOTE3))) {
+    size_t nd = decimal_count(value);
+    if (nd >= width && nd <= room) {
+      decimal_digits(buf + nd, value);
+      return nd;
     }
-    *--p = digits[value];
+  }
+  char text[kTextRoom];
+  char *end = text + sizeof text;
+  char *p = end;
+  if (base == 10 && !group) {
+    p = decimal_digits(end, value);
+  } else if ((base == 16 || base == 8) && !group) {
+    unsigned shift = base == 16 ? 4 : 3;
+    do {
+      *--p = digits[value & (base - 1)];
+      value >>= shift;
+    } while (value);
   } else {
     unsigned in_group = 0;
     size_t next = 1;
@@ -146,12 +212,7 @@ size_t put_number(char *buf, size_t size, const char *text, size_t len) {
 }
 
 size_t decimal_text(char *end, uint64_t v) {
-  char *p = end;
-  do {
-    *--p = (char)('0' + v % 10);
-    v /= 10;
-  } while (v);
-  return (size_t)(end - p);
+  return (size_t)(end - decimal_digits(end, v));
 }
 
 }  // namespace

@@ -61,6 +61,16 @@ size_t xpf_str(char *buf, size_t room, const char *text, intptr_t len, uint32_t 
     text = "";
     len = 0;
   } else if (len < 0) {
+    // A plain text without a field is copied as it is measured.
+    if (buf && !width &&
+        !(flags & (XPF_PLUS | XPF_BACKTICK | XPF_QUOTE3 | XPF_QUOTE2 | XPF_QUOTE1))) {
+      size_t n = 0;
+      while (n < room && text[n]) {
+        buf[n] = text[n];
+        n++;
+      }
+      return n;
+    }
     len = (intptr_t)strlen(text);
   }
   if (!buf) room = 0xFFFFFFFFu;
@@ -80,7 +90,15 @@ size_t xpf_str(char *buf, size_t room, const char *text, intptr_t len, uint32_t 
 
   if (s == kPlain) {
     size_t take = room - out < n ? room - out : n;
-    if (buf) memcpy(buf + out, t, take);
+    if (buf) {
+      // Short texts are the rule: a plain loop beats a call.
+      if (take <= 16) {
+        for (size_t i = 0; i < take; i++)
+          buf[out + i] = (char)t[i];
+      } else {
+        memcpy(buf + out, t, take);
+      }
+    }
     out += take;
   } else {
     for (size_t i = 0; i < n && out < room; i++) {

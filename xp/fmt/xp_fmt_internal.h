@@ -64,9 +64,14 @@ size_t locale_text(Text which, char *out16);
 size_t float_text(char *buf, size_t room, double value, char conv, uint32_t flags,
                   size_t precision);
 
-// The time directives (D and z local, Z in UTC): a value of 0 means now;
-// a non-empty pattern uses '#' as its field character. Returns the bytes
-// produced; given the room plus one for the writer's own terminator.
+// The time directives: conv is 'D' or 'z' (a local value) or 'Z' (a UTC
+// value); a value of 0 means now. A non-empty pattern (patlen > 0) is a
+// time pattern with '#' as its field character; without one, XPF_ALT asks
+// for the general-time text, XPF_PLUS for date and time, else the date.
+// buf is null when measuring. With a buffer, the byte at buf[room] is
+// still inside the caller's buffer, so the time writers may be given
+// room + 1 bytes for their own terminator. Returns the bytes produced
+// (at most room).
 size_t time_text(char *buf, size_t room, int conv, uint32_t flags, uint64_t value,
                  const char *pattern, size_t patlen);
 
