@@ -26,8 +26,8 @@ xp_data *hand_out(xp_ntld *w) {
     if (!w->data) {
       w->data = xp_data_new(nullptr, 0);
       if (!w->data) return nullptr;
-      w->buffer = static_cast<uint8_t *>(const_cast<void *>(xp_data_getptr(
-          static_cast<xp_data *>(w->data))));
+      w->buffer = static_cast<uint8_t *>(
+          const_cast<void *>(xp_data_getptr(static_cast<xp_data *>(w->data))));
     }
     return static_cast<xp_data *>(xp_retain(w->data));
   }

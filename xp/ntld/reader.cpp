@@ -32,7 +32,9 @@ const uint8_t *resolve(const void *arg, uint64_t *limit) {
   return p;
 }
 
-uintptr_t addr(const uint8_t *p) { return reinterpret_cast<uintptr_t>(p); }
+uintptr_t addr(const uint8_t *p) {
+  return reinterpret_cast<uintptr_t>(p);
+}
 
 // The first child and the end of an item's data; false for an empty item.
 bool children(const uint8_t *item, const uint8_t **first, uintptr_t *end) {
@@ -98,7 +100,9 @@ int32_t long_value(const uint8_t *child) {
 
 }  // namespace
 
-const uint8_t *item_of(const void *arg) { return resolve(arg, nullptr); }
+const uint8_t *item_of(const void *arg) {
+  return resolve(arg, nullptr);
+}
 
 }  // namespace xpn
 
@@ -142,11 +146,14 @@ intptr_t xp_ntld_count(const void *item) {
   uintptr_t end;
   if (!p || !children(p, &c, &end)) return 0;
   intptr_t n = 0;
-  for (; addr(c) < end; c = next_child(c)) ++n;
+  for (; addr(c) < end; c = next_child(c))
+    ++n;
   return n;
 }
 
-const void *xp_ntld_getbyname(const void *item, uint32_t tag) { return by_name(item, tag); }
+const void *xp_ntld_getbyname(const void *item, uint32_t tag) {
+  return by_name(item, tag);
+}
 
 const void *xp_ntld_getbyindex(const void *item, intptr_t index) {
   return by_index(item, index);
@@ -156,8 +163,7 @@ intptr_t xp_ntld_getbytesbyname(const void *item, uint32_t tag, void *buffer, in
   return bytes_of(by_name(item, tag), buffer, size);
 }
 
-intptr_t xp_ntld_getbytesbyindex(const void *item, intptr_t index, void *buffer,
-                                 intptr_t size) {
+intptr_t xp_ntld_getbytesbyindex(const void *item, intptr_t index, void *buffer, intptr_t size) {
   return bytes_of(by_index(item, index), buffer, size);
 }
 

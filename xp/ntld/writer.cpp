@@ -180,8 +180,7 @@ uint32_t xp_ntld_close(xp_ntld *w) {
   return length + kHeader;
 }
 
-uint32_t xp_ntld_add(xp_ntld *w, uint32_t tag, uint32_t type, uint32_t length,
-                     const void *bytes) {
+uint32_t xp_ntld_add(xp_ntld *w, uint32_t tag, uint32_t type, uint32_t length, const void *bytes) {
   if (!w) return 0;
   uint64_t total = kHeader + padded(length);
   if (total > 0xFFFFFFFFu) return 0;

@@ -26,7 +26,8 @@ Bytes header(uint32_t tag, const char *type, uint32_t be_length) {
   Bytes h(12);
   std::memcpy(h.data(), &tag, 4);
   std::memcpy(h.data() + 4, type, 4);
-  for (int i = 0; i < 4; ++i) h[8 + i] = uint8_t(be_length >> (24 - 8 * i));
+  for (int i = 0; i < 4; ++i)
+    h[8 + i] = uint8_t(be_length >> (24 - 8 * i));
   return h;
 }
 
@@ -67,9 +68,8 @@ TEST(NtldWriter, EscapedText) {
     const char *out;
     uint32_t out_len;
   } cases[] = {
-      {"a\\b\\", 4, "ab", 2},     {"\\\\", 2, "\\", 1}, {"\\", 1, "", 0},
-      {"x\\\\y", -1, "x\\y", 3},  {"\\a\\b\\c", -1, "abc", 3},
-      {"plain text", -1, "plain text", 10},
+      {"a\\b\\", 4, "ab", 2},    {"\\\\", 2, "\\", 1},        {"\\", 1, "", 0},
+      {"x\\\\y", -1, "x\\y", 3}, {"\\a\\b\\c", -1, "abc", 3}, {"plain text", -1, "plain text", 10},
       {"a\0b", 3, "a\0b", 3},  // an explicit length keeps zero bytes
   };
   for (const Case &c : cases) {
@@ -185,14 +185,16 @@ void run_script(xp_ntld *w, uint32_t seed) {
       case 3: {
         char text[40];
         size_t n = rng() % sizeof text;
-        for (size_t k = 0; k < n; ++k) text[k] = char('a' + rng() % 3);
+        for (size_t k = 0; k < n; ++k)
+          text[k] = char('a' + rng() % 3);
         text[n] = 0;
         xp_ntld_add_string(w, rng(), text);
         break;
       }
       case 4: {
         Bytes b(rng() % 700);
-        for (auto &x : b) x = uint8_t(rng());
+        for (auto &x : b)
+          x = uint8_t(rng());
         xp_ntld_add(w, rng(), XP_TAG('b', 'l', 'o', 'b'), uint32_t(b.size()), b.data());
         break;
       }
@@ -236,12 +238,14 @@ TEST(NtldWriter, ModesAgree) {
 
 TEST(NtldWriter, SizingDepthLimitIsKept) {
   xp_ntld *s = xp_ntld_new(nullptr, 0);
-  for (int i = 0; i < 70; ++i) xp_ntld_open(s, 1, XP_TAG('d', 'e', 'e', 'p'));
+  for (int i = 0; i < 70; ++i)
+    xp_ntld_open(s, 1, XP_TAG('d', 'e', 'e', 'p'));
   EXPECT_EQ(s->offset, 64u * 12) << "opens past 64 are ignored, offset included";
   xp_ntld_add_number(s, 2, 3);
   EXPECT_EQ(xp_ntld_close(s), 28u);
   int closed = 1;
-  while (xp_ntld_close(s)) ++closed;
+  while (xp_ntld_close(s))
+    ++closed;
   EXPECT_EQ(closed, 64);
   xp_release(s);
 }
@@ -255,7 +259,8 @@ TEST(NtldWriter, DynamicGrowthAndHandOut) {
   xp_release(empty);
 
   xp_ntld_open(w, 1, XP_TAG('r', 'o', 'o', 't'));
-  for (int i = 0; i < 5000; ++i) ASSERT_EQ(xp_ntld_add_number(w, uint32_t(i), i), 16u);
+  for (int i = 0; i < 5000; ++i)
+    ASSERT_EQ(xp_ntld_add_number(w, uint32_t(i), i), 16u);
   xp_data *first = xp_ntld_dyndata(w);
   uint32_t size = 12 + 5000 * 16;
   ASSERT_EQ(xp_data_length(first), size);
@@ -286,9 +291,9 @@ TEST(NtldWriter, DynamicStoreIsReadNeverChanged) {
   // 20 bytes of room: the first item fits, the second adds 16 more, and
   // the 4 bytes that were too few stay at the end.
   EXPECT_EQ(xp_data_length(out), 36u);
-  EXPECT_EQ(bytes_of(xp_data_getptr(out), 36),
-            cat(cat(cat(header(1, "long", 4), {1, 2, 3, 4}), cat(header(2, "long", 4), {0, 0, 0, 5})),
-                {0, 0, 0, 0}));
+  EXPECT_EQ(bytes_of(xp_data_getptr(out), 36), cat(cat(cat(header(1, "long", 4), {1, 2, 3, 4}),
+                                                       cat(header(2, "long", 4), {0, 0, 0, 5})),
+                                                   {0, 0, 0, 0}));
   EXPECT_EQ(bytes_of(xp_data_getptr(store), 20), Bytes(20, 0)) << "the store is never changed";
   xp_release(out);
   // Nothing written: the store itself comes back.
@@ -343,8 +348,7 @@ TEST(NtldWriter, AllocationFailureLosesNothingElse) {
       // happen at all; a tree handed out is always whole.
       EXPECT_EQ(xp_data_length(d), opened + written);
       if (opened) {
-        EXPECT_EQ(xp_ntld_verify(xp_data_getptr(d), intptr_t(xp_data_length(d))),
-                  opened + written);
+        EXPECT_EQ(xp_ntld_verify(xp_data_getptr(d), intptr_t(xp_data_length(d))), opened + written);
       }
     }
     xp_release(d);

@@ -55,8 +55,7 @@ XP_API uint32_t xp_ntld_add_number(xp_ntld *w, uint32_t tag, int32_t value);
 XP_API uint32_t xp_ntld_add_string(xp_ntld *w, uint32_t tag, const char *text);
 /* A text item from bytes in which a backslash makes the next byte literal
  * and is itself dropped. A negative length measures up to the zero byte. */
-XP_API uint32_t xp_ntld_escapedtext(xp_ntld *w, uint32_t tag, intptr_t length,
-                                    const void *bytes);
+XP_API uint32_t xp_ntld_escapedtext(xp_ntld *w, uint32_t tag, intptr_t length, const void *bytes);
 
 /* Finishing. Each closes every open container first. xp_ntld_data returns
  * where the tree lies (valid until the writer writes again or goes away);
@@ -95,8 +94,7 @@ XP_API const void *xp_ntld_getbyname(const void *item, uint32_t tag);
 XP_API const void *xp_ntld_getbyindex(const void *item, intptr_t index);
 /* With a null buffer: the child's data length. Else copies min(size,
  * length) data bytes and returns that count. 0 if there is no such child. */
-XP_API intptr_t xp_ntld_getbytesbyname(const void *item, uint32_t tag, void *buffer,
-                                       intptr_t size);
+XP_API intptr_t xp_ntld_getbytesbyname(const void *item, uint32_t tag, void *buffer, intptr_t size);
 XP_API intptr_t xp_ntld_getbytesbyindex(const void *item, intptr_t index, void *buffer,
                                         intptr_t size);
 /* The code of a ctag child, the value of a long child; 0 if the child is

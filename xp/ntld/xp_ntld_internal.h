@@ -44,7 +44,9 @@ inline uint32_t load32(const void *p) {
   std::memcpy(&v, p, 4);
   return v;
 }
-inline void store32(void *p, uint32_t v) { std::memcpy(p, &v, 4); }
+inline void store32(void *p, uint32_t v) {
+  std::memcpy(p, &v, 4);
+}
 
 // Host order <-> big-endian.
 inline uint32_t swap_be(uint32_t v) {
@@ -54,14 +56,22 @@ inline uint32_t swap_be(uint32_t v) {
   return __builtin_bswap32(v);
 #endif
 }
-inline uint32_t load_be(const void *p) { return swap_be(load32(p)); }
-inline void store_be(void *p, uint32_t v) { store32(p, swap_be(v)); }
+inline uint32_t load_be(const void *p) {
+  return swap_be(load32(p));
+}
+inline void store_be(void *p, uint32_t v) {
+  store32(p, swap_be(v));
+}
 
 // Data length rounded up to the next multiple of 4.
-inline uint64_t padded(uint64_t length) { return (length + 3) & ~uint64_t{3}; }
+inline uint64_t padded(uint64_t length) {
+  return (length + 3) & ~uint64_t{3};
+}
 
 // An item's data length, and the address just past it and its padding.
-inline uint32_t length_of(const uint8_t *item) { return load_be(item + 8); }
+inline uint32_t length_of(const uint8_t *item) {
+  return load_be(item + 8);
+}
 inline const uint8_t *next_of(const uint8_t *item) {
   return item + kHeader + padded(length_of(item));
 }

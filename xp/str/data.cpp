@@ -102,7 +102,8 @@ size_t xp_data_get(const xp_data *d, void *buf, size_t size) {
   return n;
 }
 
-xp_word xp_data_control(void *, int code, xp_word a, xp_word b) {
+xp_word xp_data_control(void *d, int code, xp_word a, xp_word b) {
+  if (code == XP_CONTROL_SERIALIZE) return xps::serialize_data(d, a, b);
   if (code != XP_CONTROL_DESERIALIZE || !b) return 0;
   // A tagged-container item: tag (host order), type, big-endian length, data.
   const auto *item = reinterpret_cast<const unsigned char *>(b);

@@ -201,7 +201,8 @@ xp_word xp_str_textify(void *s, xp_word buf, xp_word size, xp_word) {
   return xp_str_get(static_cast<const xp_str *>(s), reinterpret_cast<char *>(buf), size);
 }
 
-xp_word xp_str_control(void *, int code, xp_word a, xp_word b) {
+xp_word xp_str_control(void *s, int code, xp_word a, xp_word b) {
+  if (code == XP_CONTROL_SERIALIZE) return xps::serialize_str(s, a, b);
   if (code != XP_CONTROL_DESERIALIZE || !b) return 0;
   // A tagged-container item: tag (host order), type, big-endian length, data.
   const auto *item = reinterpret_cast<const unsigned char *>(b);

@@ -102,6 +102,12 @@ size_t utf8_size_scalar(const void *p, size_t n, bool swap);
 size_t utf8_size_vector(const void *p, size_t n, bool swap);
 size_t utf8_size(const void *p, size_t n, bool swap);
 
+// The serialise operation of strings and data objects: one item of type
+// "xstr" or "data" with the given tag, added to the NTLD writer w; returns
+// the item's size, 0 when it was refused (serialize.cpp).
+xp_word serialize_str(void *s, xp_word tag, xp_word w);
+xp_word serialize_data(void *d, xp_word tag, xp_word w);
+
 }  // namespace xps
 
 #endif  // XP_STR_INTERNAL_H

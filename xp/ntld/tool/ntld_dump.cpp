@@ -29,7 +29,9 @@ uint32_t word(const uint8_t *p) {
 uint32_t be32(const uint8_t *p) {
   return uint32_t{p[0]} << 24 | uint32_t{p[1]} << 16 | uint32_t{p[2]} << 8 | p[3];
 }
-uint64_t padded(uint64_t n) { return (n + 3) & ~uint64_t{3}; }
+uint64_t padded(uint64_t n) {
+  return (n + 3) & ~uint64_t{3};
+}
 
 bool printable(const uint8_t *p, size_t n) {
   for (size_t i = 0; i < n; ++i)
@@ -42,11 +44,21 @@ std::string escaped(const uint8_t *p, size_t n) {
   for (size_t i = 0; i < n; ++i) {
     uint8_t c = p[i];
     switch (c) {
-      case '"': s += "\\\""; break;
-      case '\\': s += "\\\\"; break;
-      case '\n': s += "\\n"; break;
-      case '\r': s += "\\r"; break;
-      case '\t': s += "\\t"; break;
+      case '"':
+        s += "\\\"";
+        break;
+      case '\\':
+        s += "\\\\";
+        break;
+      case '\n':
+        s += "\\n";
+        break;
+      case '\r':
+        s += "\\r";
+        break;
+      case '\t':
+        s += "\\t";
+        break;
       default:
         if (c >= 0x20 && c < 0x7F) {
           s += char(c);
@@ -130,9 +142,11 @@ struct Dumper {
       if (child + kHeader == rest) break;
       uint64_t size = kHeader + padded(child);
       if (rest < size) {
-        fail(c, "item of " + std::to_string(size) + " bytes (padded) runs past the end of the "
-                "container at offset " + std::to_string(at(item)) + ", which has " +
-                    std::to_string(rest) + " bytes left");
+        fail(c, "item of " + std::to_string(size) +
+                    " bytes (padded) runs past the end of the "
+                    "container at offset " +
+                    std::to_string(at(item)) + ", which has " + std::to_string(rest) +
+                    " bytes left");
         return;
       }
       rest -= size;
@@ -149,8 +163,9 @@ struct Dumper {
                      kHeader + uint64_t{be32(item + kHeader + 8)} <= length;
     std::printf("%*s@%zu tag %s type %s length %u%s\n", depth * 2, "", at(item),
                 code(word(item), item).c_str(),
-                printable(item + 4, 4) ? ("'" + std::string(reinterpret_cast<const char *>(item + 4), 4) + "'").c_str()
-                                       : code(type, item + 4).c_str(),
+                printable(item + 4, 4)
+                    ? ("'" + std::string(reinterpret_cast<const char *>(item + 4), 4) + "'").c_str()
+                    : code(type, item + 4).c_str(),
                 length, container ? "" : value(item).c_str());
     if (!container) return true;
     if (!xp_ntld_verify(item, intptr_t(available))) {
@@ -176,7 +191,8 @@ struct Dumper {
       if (rest < kHeader) {
         // A last item's padding may be left out or kept.
         bool padding = off && rest < 4;
-        for (size_t i = 0; padding && i < rest; ++i) padding = p[i] == 0;
+        for (size_t i = 0; padding && i < rest; ++i)
+          padding = p[i] == 0;
         if (padding) return true;
         fail(p, std::to_string(rest) + " bytes left, too few for an item header");
         return false;
@@ -199,7 +215,8 @@ struct Dumper {
 bool slurp(FILE *f, std::vector<uint8_t> *out) {
   uint8_t buf[65536];
   size_t n;
-  while ((n = std::fread(buf, 1, sizeof buf, f)) > 0) out->insert(out->end(), buf, buf + n);
+  while ((n = std::fread(buf, 1, sizeof buf, f)) > 0)
+    out->insert(out->end(), buf, buf + n);
   return !std::ferror(f);
 }
 

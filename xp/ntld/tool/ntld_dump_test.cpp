@@ -12,19 +12,20 @@
 
 namespace {
 
-struct Run {
+struct Outcome {
   int status;
   std::string out;
 };
 
-Run run(const std::string &args) {
+Outcome run(const std::string &args) {
   std::string cmd = std::string(NTLD_DUMP) + " " + args + " 2>&1";
   FILE *p = popen(cmd.c_str(), "r");
-  Run r{-1, {}};
+  Outcome r{-1, {}};
   if (!p) return r;
   char buf[4096];
   size_t n;
-  while ((n = fread(buf, 1, sizeof buf, p)) > 0) r.out.append(buf, n);
+  while ((n = fread(buf, 1, sizeof buf, p)) > 0)
+    r.out.append(buf, n);
   int st = pclose(p);
   r.status = WIFEXITED(st) ? WEXITSTATUS(st) : -1;
   return r;
@@ -41,14 +42,15 @@ std::string write_file(const std::vector<uint8_t> &bytes, const char *name) {
 std::vector<uint8_t> sample() {
   std::vector<uint8_t> buf(512);
   xp_ntld *w = xp_ntld_new(buf.data(), uint32_t(buf.size()));
-  xp_ntld_open(w, 1, XP_TAG('r', 'o', 'o', 't'));          // @0
+  xp_ntld_open(w, 1, XP_TAG('r', 'o', 'o', 't'));                     // @0
   xp_ntld_add_string(w, XP_TAG('n', 'a', 'm', 'e'), "say \"hi\"\n");  // @12
-  xp_ntld_add_number(w, 2, -42);                            // @36
-  xp_ntld_open(w, 3, XP_TAG('l', 'i', 's', 't'));           // @52
-  xp_ntld_add_tag(w, 4, XP_TAG('a', 'b', 'c', 'd'));        // @64
+  xp_ntld_add_number(w, 2, -42);                                      // @36
+  xp_ntld_open(w, 3, XP_TAG('l', 'i', 's', 't'));                     // @52
+  xp_ntld_add_tag(w, 4, XP_TAG('a', 'b', 'c', 'd'));                  // @64
   uint8_t raw[20];
-  for (int i = 0; i < 20; ++i) raw[i] = uint8_t(i);
-  xp_ntld_add(w, 5, XP_TAG('b', 'l', 'o', 'b'), 20, raw);    // @80
+  for (int i = 0; i < 20; ++i)
+    raw[i] = uint8_t(i);
+  xp_ntld_add(w, 5, XP_TAG('b', 'l', 'o', 'b'), 20, raw);  // @80
   buf.resize(xp_ntld_length(w));
   xp_release(w);
   return buf;
@@ -56,7 +58,7 @@ std::vector<uint8_t> sample() {
 
 TEST(NtldDump, PrintsTheTreeIndented) {
   std::string path = write_file(sample(), "sample.ntld");
-  Run r = run(path);
+  Outcome r = run(path);
   EXPECT_EQ(r.status, 0) << r.out;
   EXPECT_NE(r.out.find("@0 tag 0x00000001 type 'root' length 100\n"), std::string::npos) << r.out;
   EXPECT_NE(r.out.find("  @12 tag 0x656d616e 'name' type 'text' length 9 = \"say \\\"hi\\\"\\n\""),
@@ -72,7 +74,7 @@ TEST(NtldDump, PrintsTheTreeIndented) {
       << r.out;
 
   // The same from standard input.
-  Run s = run("- < " + path);
+  Outcome s = run("- < " + path);
   EXPECT_EQ(s.status, 0);
   EXPECT_EQ(s.out, r.out);
 }
@@ -81,7 +83,7 @@ TEST(NtldDump, DamageIsReportedWithItsOffset) {
   std::vector<uint8_t> good = sample();
 
   std::vector<uint8_t> cut(good.begin(), good.end() - 5);
-  Run r = run(write_file(cut, "cut.ntld"));
+  Outcome r = run(write_file(cut, "cut.ntld"));
   EXPECT_EQ(r.status, 1);
   EXPECT_NE(r.out.find("offset 0: item claims 100 data bytes but only 95 follow its header"),
             std::string::npos)
@@ -96,7 +98,8 @@ TEST(NtldDump, DamageIsReportedWithItsOffset) {
                        "at offset 52, which has 32 bytes left"),
             std::string::npos)
       << r.out;
-  EXPECT_NE(r.out.find("@64"), std::string::npos) << "levels before the damage are printed";
+  EXPECT_NE(r.out.find("  @52 tag"), std::string::npos) << "what comes before the damage is printed";
+  EXPECT_EQ(r.out.find("@64"), std::string::npos) << "a level is verified before it is shown";
 
   // A container whose data ends with a few stray bytes.
   bad = good;
