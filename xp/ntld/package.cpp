@@ -31,9 +31,11 @@ xp_data *hand_out(xp_ntld *w) {
     }
     return static_cast<xp_data *>(xp_retain(w->data));
   }
-  // The block becomes the data object's own bytes; a block much larger than
-  // the tree is first traded for an exact one when memory allows.
-  if (w->room - w->capacity > w->capacity / 4 + 4096) {
+  // The block becomes the data object's own bytes. Growth by doubling
+  // leaves at most as much spare room as the tree holds; a block with more
+  // (a large store that was little used) is first traded for an exact one
+  // when memory allows.
+  if (w->room - w->capacity > w->capacity + 4096) {
     auto *exact = static_cast<uint8_t *>(xp_alloc(w->capacity ? w->capacity : 1));
     if (exact) {
       std::memcpy(exact, w->block, w->capacity);
@@ -52,11 +54,13 @@ xp_data *hand_out(xp_ntld *w) {
     w->capacity = 0;
     w->offset = 0;
     w->lost = true;
+    update_limit(w);
     return nullptr;
   }
   // Later writes copy again before they change anything.
   w->data = d;
   w->buffer = static_cast<uint8_t *>(const_cast<void *>(xp_data_getptr(d)));
+  update_limit(w);
   return static_cast<xp_data *>(xp_retain(d));
 }
 
@@ -82,6 +86,7 @@ xp_data *xp_ntld_package(void *obj, uint32_t tag) {
       w->room = size_t(size);
       w->buffer = w->block;
       w->capacity = uint32_t(size);
+      update_limit(w);
       control(obj, XP_CONTROL_SERIALIZE, xp_word(tag), reinterpret_cast<xp_word>(w));
       d = xp_ntld_dyndata(w);
     }

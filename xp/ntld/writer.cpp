@@ -29,6 +29,7 @@ void setup(xp_ntld *w, void *store, uint32_t size, bool *ok) {
   } else {
     w->mode = kSizing;
   }
+  update_limit(w);
 }
 
 void drop(xp_ntld *w) {
@@ -55,6 +56,7 @@ bool grow_block(xp_ntld *w, uint64_t need) {
       w->offset = 0;
       w->head = kNone;
       w->lost = true;
+      update_limit(w);
       return false;
     }
     w->block = p;
@@ -70,13 +72,67 @@ bool grow_block(xp_ntld *w, uint64_t need) {
   }
   w->room = want;
   w->buffer = w->block;
+  update_limit(w);
   return true;
 }
 
-// The common case is inline: room is there already.
-inline bool room_for(xp_ntld *w, uint32_t total) {
-  if (w->capacity - w->offset >= total && (w->mode == kFixed || w->block)) return true;
-  return w->mode == kDynamic && make_room(w, total);
+// Where the next `total` bytes go, or null when they are refused. The two
+// common cases are inline: room within the capacity (fixed mode, or the
+// dynamic mode's own block), and a dynamic tree that grows at its end
+// within the block's spare room, which needs no zeroing since the item
+// fills the new bytes.
+inline uint8_t *fast_reserve(xp_ntld *w, uint32_t total) {
+  uint32_t offset = w->offset, capacity = w->capacity;
+  uint64_t end = uint64_t{offset} + total;
+  if (end <= w->limit && (capacity >= end || capacity == offset)) {
+    if (end > capacity) w->capacity = static_cast<uint32_t>(end);
+    return w->buffer + offset;
+  }
+  return nullptr;
+}
+
+inline uint8_t *reserve(xp_ntld *w, uint32_t total) {
+  if (uint8_t *p = fast_reserve(w, total)) return p;
+  if (w->mode != kDynamic || !make_room(w, total)) return nullptr;
+  return w->buffer + w->offset;
+}
+
+// Sizing mode: counts an item of `total` bytes.
+uint32_t count(xp_ntld *w, uint64_t total) {
+  if (w->offset + total > 0xFFFFFFFFu) return 0;
+  w->offset += static_cast<uint32_t>(total);
+  return static_cast<uint32_t>(total);
+}
+
+// A 16-byte item with a 4-byte value, written as whole words.
+constexpr uint32_t kWordItem = kHeader + 4;
+
+inline void put_word(xp_ntld *w, uint8_t *p, uint32_t tag, uint32_t type, uint32_t value) {
+  store32(p, tag);
+  store32(p + 4, type);
+  store_be(p + 8, 4);
+  store32(p + 12, value);
+  w->offset += kWordItem;
+}
+
+__attribute__((noinline)) uint32_t add_word_slowly(xp_ntld *w, uint32_t tag, uint32_t type,
+                                                   uint32_t value) {
+  if (!w) return 0;
+  if (w->mode == kSizing) return count(w, kWordItem);
+  uint8_t *p = reserve(w, kWordItem);
+  if (!p) return 0;
+  put_word(w, p, tag, type, value);
+  return kWordItem;
+}
+
+inline uint32_t add_word(xp_ntld *w, uint32_t tag, uint32_t type, uint32_t value) {
+  if (w) {
+    if (uint8_t *p = fast_reserve(w, kWordItem)) {
+      put_word(w, p, tag, type, value);
+      return kWordItem;
+    }
+  }
+  return add_word_slowly(w, tag, type, value);
 }
 
 void close_all(xp_ntld *w) {
@@ -157,8 +213,8 @@ void xp_ntld_open(xp_ntld *w, uint32_t tag, uint32_t type) {
     w->offset += kHeader;
     return;
   }
-  if (!room_for(w, kHeader)) return;
-  uint8_t *p = w->buffer + w->offset;
+  uint8_t *p = reserve(w, kHeader);
+  if (!p) return;
   store32(p, tag);
   store32(p + 4, type);
   store32(p + 8, w->head);  // link to the enclosing open container
@@ -184,30 +240,26 @@ uint32_t xp_ntld_add(xp_ntld *w, uint32_t tag, uint32_t type, uint32_t length, c
   if (!w) return 0;
   uint64_t total = kHeader + padded(length);
   if (total > 0xFFFFFFFFu) return 0;
-  if (w->mode == kSizing) {
-    if (w->offset + total > 0xFFFFFFFFu) return 0;
-    w->offset += static_cast<uint32_t>(total);
-    return static_cast<uint32_t>(total);
-  }
-  if (!room_for(w, static_cast<uint32_t>(total))) return 0;
-  uint8_t *p = w->buffer + w->offset;
+  if (w->mode == kSizing) return count(w, total);
+  uint8_t *p = reserve(w, static_cast<uint32_t>(total));
+  if (!p) return 0;
   put_header(p, tag, type, length);
+  // Padding first, as a whole zero word that the data then partly covers.
+  if (length & 3) store32(p + kHeader + (length & ~3u), 0);
   if (bytes)
     std::memcpy(p + kHeader, bytes, length);
   else
     std::memset(p + kHeader, 0, length);
-  std::memset(p + kHeader + length, 0, total - kHeader - length);
   w->offset += static_cast<uint32_t>(total);
   return static_cast<uint32_t>(total);
 }
 
 uint32_t xp_ntld_add_tag(xp_ntld *w, uint32_t tag, uint32_t code) {
-  return xp_ntld_add(w, tag, XP_NTLD_CTAG, 4, &code);
+  return add_word(w, tag, XP_NTLD_CTAG, code);
 }
 
 uint32_t xp_ntld_add_number(xp_ntld *w, uint32_t tag, int32_t value) {
-  uint32_t be = swap_be(static_cast<uint32_t>(value));
-  return xp_ntld_add(w, tag, XP_NTLD_LONG, 4, &be);
+  return add_word(w, tag, XP_NTLD_LONG, swap_be(static_cast<uint32_t>(value)));
 }
 
 uint32_t xp_ntld_add_string(xp_ntld *w, uint32_t tag, const char *text) {
@@ -236,13 +288,9 @@ uint32_t xp_ntld_escapedtext(xp_ntld *w, uint32_t tag, intptr_t length, const vo
   }
   uint64_t total = kHeader + padded(out);
   if (total > 0xFFFFFFFFu) return 0;
-  if (w->mode == kSizing) {
-    if (w->offset + total > 0xFFFFFFFFu) return 0;
-    w->offset += static_cast<uint32_t>(total);
-    return static_cast<uint32_t>(total);
-  }
-  if (!room_for(w, static_cast<uint32_t>(total))) return 0;
-  uint8_t *p = w->buffer + w->offset;
+  if (w->mode == kSizing) return count(w, total);
+  uint8_t *p = reserve(w, static_cast<uint32_t>(total));
+  if (!p) return 0;
   put_header(p, tag, XP_NTLD_TEXT, static_cast<uint32_t>(out));
   uint8_t *o = p + kHeader;
   for (size_t i = 0; i < n;) {

@@ -33,6 +33,10 @@ struct xp_ntld {
   // `room` bytes, of which the first `capacity` are the tree's bytes.
   uint8_t *block;
   size_t room;
+  // Bytes from the buffer start that may be written without asking for
+  // room: the capacity in fixed mode, the block's room in dynamic mode, 0
+  // otherwise (see update_limit).
+  uint32_t limit;
   uint32_t mode;
   bool lost;  // growth failed: the bytes are gone and every item is refused
 };
@@ -80,6 +84,15 @@ inline const uint8_t *next_of(const uint8_t *item) {
 // itself when the argument is not a writer, or null (null argument, or a
 // writer without a finished tree).
 const uint8_t *item_of(const void *arg);
+
+inline void update_limit(xp_ntld *w) {
+  if (w->mode == kFixed)
+    w->limit = w->capacity;
+  else if (w->mode == kDynamic && w->block)
+    w->limit = w->room < 0xFFFFFFFFu ? uint32_t(w->room) : 0xFFFFFFFFu;
+  else
+    w->limit = 0;
+}
 
 // True when the writer has room for `total` more bytes at its offset,
 // growing the tree in dynamic mode; the bytes there may then be written.
