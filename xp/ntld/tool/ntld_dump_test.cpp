@@ -31,11 +31,26 @@ Outcome run(const std::string &args) {
   return r;
 }
 
+// The files a test writes, removed when it ends.
+std::vector<std::string> g_written;
+struct CleanUp : testing::EmptyTestEventListener {
+  void OnTestEnd(const testing::TestInfo &) override {
+    for (const std::string &path : g_written)
+      std::remove(path.c_str());
+    g_written.clear();
+  }
+};
+const bool g_cleanup = [] {
+  testing::UnitTest::GetInstance()->listeners().Append(new CleanUp);
+  return true;
+}();
+
 std::string write_file(const std::vector<uint8_t> &bytes, const char *name) {
-  std::string path = testing::TempDir() + name;
+  std::string path = testing::TempDir() + "ntld_dump_test_" + name;
   FILE *f = fopen(path.c_str(), "wb");
   fwrite(bytes.data(), 1, bytes.size(), f);
   fclose(f);
+  g_written.push_back(path);
   return path;
 }
 
@@ -98,7 +113,8 @@ TEST(NtldDump, DamageIsReportedWithItsOffset) {
                        "at offset 52, which has 32 bytes left"),
             std::string::npos)
       << r.out;
-  EXPECT_NE(r.out.find("  @52 tag"), std::string::npos) << "what comes before the damage is printed";
+  EXPECT_NE(r.out.find("  @52 tag"), std::string::npos)
+      << "what comes before the damage is printed";
   EXPECT_EQ(r.out.find("@64"), std::string::npos) << "a level is verified before it is shown";
 
   // A container whose data ends with a few stray bytes.
