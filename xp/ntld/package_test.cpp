@@ -1,6 +1,6 @@
 // Objects through the container: strings and data objects serialised with
-// xp_serialize and xp_ntld_package and read back with their deserialise
-// operation, packaging of a composite object, and allocation failure.
+// xp_serialize and xp_ntld_package and read back by their deserialise
+// operation, a composite object packaged exactly, and allocation failure.
 #include <gtest/gtest.h>
 
 #include <cstring>
@@ -15,48 +15,33 @@ namespace {
 
 constexpr uint32_t kTag = XP_TAG('n', 'a', 'm', 'e');
 
-std::string text_of(const xp_data *d) {
-  return std::string(static_cast<const char *>(xp_data_getptr(d)), xp_data_length(d));
-}
-
 TEST(NtldPackage, StringRoundTrip) {
   const char raw[] = "hello\0world";
   xp_str *s = xp_str_make(raw, 11);
   xp_data *d = xp_ntld_package(s, kTag);
-  ASSERT_NE(d, nullptr);
-  ASSERT_EQ(xp_data_length(d), 12u + 12);
+  ASSERT_EQ(xp_data_length(d), 24u);
   const auto *item = static_cast<const uint8_t *>(xp_data_getptr(d));
   EXPECT_EQ(xpn::load32(item), kTag);
   EXPECT_EQ(std::memcmp(item + 4, "xstr", 4), 0);
   EXPECT_EQ(xpn::load_be(item + 8), 11u);
-  EXPECT_EQ(std::memcmp(item + 12, raw, 11), 0);
-  EXPECT_EQ(item[23], 0) << "padding is zero";
+  EXPECT_EQ(std::memcmp(item + 12, raw, 12), 0) << "the text, then zero padding";
 
   auto *back = reinterpret_cast<xp_str *>(xp_deserialize(s, kTag, xp_word(item)));
-  ASSERT_NE(back, nullptr);
-  EXPECT_EQ(xp_str_length(back), 11);
+  ASSERT_EQ(xp_str_length(back), 11);
   EXPECT_EQ(std::memcmp(xp_str_getptr(back), raw, 11), 0);
   EXPECT_EQ(xp_deserialize(s, kTag + 1, xp_word(item)), 0) << "another tag is refused";
   xp_release(back);
 
-  // The same item through a caller's buffer, and measured.
+  // The same item into a caller's buffer, measured, and refused for room.
   uint8_t buf[32];
   std::memset(buf, 0xAA, sizeof buf);
   EXPECT_EQ(xp_serialize(s, kTag, buf, sizeof buf), 24);
   EXPECT_EQ(std::memcmp(buf, item, 24), 0);
   EXPECT_EQ(buf[24], 0xAA);
   EXPECT_EQ(xp_serialize(s, kTag, nullptr, 0), 24);
-  EXPECT_EQ(xp_serialize(s, kTag, buf, 23), 0) << "too small a buffer";
-  EXPECT_EQ(xp_serialize(s, kTag, nullptr, XP_NTLD_DYNAMIC), 24);
+  EXPECT_EQ(xp_serialize(s, kTag, buf, 23), 0);
   xp_release(d);
   xp_release(s);
-
-  xp_str *empty = xp_str_new("");
-  d = xp_ntld_package(empty, 1);
-  ASSERT_NE(d, nullptr);
-  EXPECT_EQ(xp_data_length(d), 12u);
-  xp_release(d);
-  xp_release(empty);
 }
 
 TEST(NtldPackage, DataRoundTrip) {
@@ -65,13 +50,12 @@ TEST(NtldPackage, DataRoundTrip) {
     bytes[i] = uint8_t(i * 7);
   xp_data *src = xp_data_new(bytes.data(), bytes.size());
   xp_data *d = xp_ntld_package(src, kTag);
-  ASSERT_NE(d, nullptr);
-  EXPECT_EQ(xp_data_length(d), 12u + 1004);
+  ASSERT_EQ(xp_data_length(d), 12u + 1004);
   const void *item = xp_data_getptr(d);
   EXPECT_EQ(std::memcmp(static_cast<const uint8_t *>(item) + 4, "data", 4), 0);
   auto *back = reinterpret_cast<xp_data *>(xp_deserialize(src, 0, xp_word(item)));
-  ASSERT_NE(back, nullptr);
-  EXPECT_EQ(text_of(back), std::string(bytes.begin(), bytes.end()));
+  ASSERT_EQ(xp_data_length(back), bytes.size());
+  EXPECT_EQ(std::memcmp(xp_data_getptr(back), bytes.data(), bytes.size()), 0);
   xp_str *s = xp_str_new("x");
   EXPECT_EQ(xp_deserialize(s, 0, xp_word(item)), 0) << "a string refuses a data item";
   xp_release(s);
@@ -80,8 +64,7 @@ TEST(NtldPackage, DataRoundTrip) {
   xp_release(src);
 }
 
-// A composite kind: a record of a name and many numbers, written as one
-// container of items.
+// A composite kind: a name and many numbers, written as nested containers.
 struct Record {
   xp_obj obj;
   const char *name;
@@ -102,12 +85,11 @@ xp_word record_control(void *obj, int code, xp_word tag, xp_word arg) {
 }
 
 TEST(NtldPackage, CompositeObjectIsExact) {
-  Record *r = reinterpret_cast<Record *>(xp_new(XP_TAG('r', 'e', 'c', 'd'), sizeof(Record)));
+  auto *r = reinterpret_cast<Record *>(xp_new(XP_TAG('r', 'e', 'c', 'd'), sizeof(Record)));
   r->obj.control = record_control;
   r->name = "numbers";
   r->count = 1000;
   xp_data *d = xp_ntld_package(r, 9);
-  ASSERT_NE(d, nullptr);
   uint32_t size = 12 + 20 + 12 + 1000 * 16;
   ASSERT_EQ(xp_data_length(d), size);
   const void *root = xp_data_getptr(d);
@@ -115,9 +97,7 @@ TEST(NtldPackage, CompositeObjectIsExact) {
   const void *nums = xp_ntld_getbyname(root, 2);
   EXPECT_EQ(xp_ntld_count(nums), 1000);
   EXPECT_EQ(xp_ntld_getlongbyname(nums, 999), 2997);
-  char name[16] = {};
-  EXPECT_EQ(xp_ntld_getbytesbyname(root, 1, name, sizeof name), 7);
-  EXPECT_STREQ(name, "numbers");
+  xp_release(d);
 
   // Allocation failure anywhere gives null and leaks nothing.
   for (long k = 1;; ++k) {
@@ -131,26 +111,15 @@ TEST(NtldPackage, CompositeObjectIsExact) {
       break;
     }
     EXPECT_EQ(p, nullptr) << k;
-    xp_release(p);
     ASSERT_LT(k, 20);
   }
 
-  r->count = 0;
-  r->name = "";
-  xp_release(d);
-  d = xp_ntld_package(r, 9);
-  EXPECT_EQ(xp_data_length(d), 12u + 12 + 12);
-  xp_release(d);
-  xp_release(r);
-}
-
-TEST(NtldPackage, NothingToWrite) {
+  // Nothing to write: null.
   EXPECT_EQ(xp_ntld_package(nullptr, 1), nullptr);
-  EXPECT_EQ(xp_serialize(nullptr, 1, nullptr, 0), 0);
-  xp_obj *plain = xp_new(XP_TAG('p', 'l', 'a', 'n'), 0);
-  EXPECT_EQ(xp_ntld_package(plain, 1), nullptr) << "no control operation";
-  EXPECT_EQ(xp_serialize(plain, 1, nullptr, 0), 0);
-  xp_release(plain);
+  r->obj.control = nullptr;
+  EXPECT_EQ(xp_ntld_package(r, 1), nullptr);
+  EXPECT_EQ(xp_serialize(r, 1, nullptr, 0), 0);
+  xp_release(r);
 }
 
 }  // namespace
