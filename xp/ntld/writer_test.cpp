@@ -3,6 +3,7 @@
 // dynamic growth, and allocation failure.
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <cstring>
 #include <random>
 #include <vector>
@@ -22,11 +23,11 @@ Bytes bytes_of(const void *p, size_t n) {
 
 // An item's header followed by the given data bytes (padding included).
 Bytes item(uint32_t tag, const char *type, uint32_t length, Bytes data = {}) {
-  Bytes h(12);
-  std::memcpy(h.data(), &tag, 4);
-  std::memcpy(h.data() + 4, type, 4);
+  Bytes h(12 + data.size());
+  xpn::store32(h.data(), tag);
+  xpn::store32(h.data() + 4, xp_tag(type));
   xpn::store_be(h.data() + 8, length);
-  h.insert(h.end(), data.begin(), data.end());
+  std::copy(data.begin(), data.end(), h.begin() + 12);
   return h;
 }
 
