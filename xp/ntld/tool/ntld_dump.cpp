@@ -20,6 +20,7 @@ namespace {
 constexpr size_t kHeader = 12;
 constexpr size_t kTextShown = 256;
 constexpr size_t kBytesShown = 16;
+constexpr int kMaxDepth = 256;
 
 uint32_t word(const uint8_t *p) {
   uint32_t v;
@@ -168,6 +169,10 @@ struct Dumper {
                     : code(type, item + 4).c_str(),
                 length, container ? "" : value(item).c_str());
     if (!container) return true;
+    if (depth >= kMaxDepth) {
+      fail(item, "containers nested deeper than " + std::to_string(kMaxDepth) + " levels");
+      return false;
+    }
     if (!xp_ntld_verify(item, intptr_t(available))) {
       explain(item, available);
       return false;

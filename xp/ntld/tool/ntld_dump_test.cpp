@@ -125,6 +125,17 @@ TEST(NtldDump, DamageIsReportedWithItsOffset) {
   EXPECT_EQ(r.status, 1);
   EXPECT_NE(r.out.find("offset 52:"), std::string::npos) << r.out;
 
+  // Nesting is followed only so deep.
+  std::vector<uint8_t> deep(300 * 12);
+  xp_ntld *w = xp_ntld_new(deep.data(), uint32_t(deep.size()));
+  for (int i = 0; i < 300; ++i)
+    xp_ntld_open(w, 1, XP_TAG('d', 'e', 'e', 'p'));
+  xp_ntld_length(w);
+  xp_release(w);
+  r = run(write_file(deep, "deep.ntld"));
+  EXPECT_EQ(r.status, 1);
+  EXPECT_NE(r.out.find("offset 3072: containers nested deeper than 256 levels"), std::string::npos);
+
   r = run(write_file({1, 2, 3}, "tiny.ntld"));
   EXPECT_EQ(r.status, 1);
   EXPECT_NE(r.out.find("offset 0: 3 bytes left, too few for an item header"), std::string::npos);
