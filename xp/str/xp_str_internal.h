@@ -101,6 +101,10 @@ intptr_t find(const char *text, intptr_t len, const char *pattern, intptr_t m, b
 size_t utf8_size_scalar(const void *p, size_t n, bool swap);
 size_t utf8_size_vector(const void *p, size_t n, bool swap);
 size_t utf8_size(const void *p, size_t n, bool swap);
+// Encoding pass: n units from p into out, whose size is exactly their
+// UTF-8 size. path selects the encoder (0 scalar, 1 SSE2, 2 SSSE3; -1 the
+// fastest one available); false when that encoder is not available here.
+bool utf8_encode(int path, const void *p, size_t n, bool swap, char *out, size_t size);
 
 }  // namespace xps
 
