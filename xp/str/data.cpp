@@ -13,6 +13,7 @@ xp_data *make(size_t len) {
   if (len > SIZE_MAX / 2 - sizeof(xp_data)) return nullptr;
   auto *d = reinterpret_cast<xp_data *>(xp_new(XP_TYPE_DATA, sizeof(xp_data) + len));
   if (!d) return nullptr;
+  d->obj.textify = xp_data_textify;
   d->obj.control = xp_data_control;
   d->length = len;
   d->bytes = reinterpret_cast<const unsigned char *>(d + 1);
@@ -22,6 +23,7 @@ xp_data *make(size_t len) {
 xp_data *outside(const void *bytes, size_t len) {
   auto *d = reinterpret_cast<xp_data *>(xp_new(XP_TYPE_DATA, sizeof(xp_data)));
   if (!d) return nullptr;
+  d->obj.textify = xp_data_textify;
   d->obj.control = xp_data_control;
   d->length = len;
   d->bytes = bytes ? static_cast<const unsigned char *>(bytes) : kZero;

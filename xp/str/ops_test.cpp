@@ -140,6 +140,28 @@ TEST(StrSearch, LongTextsAndTextsThatDefeatTheFilter) {
             slow_find(t, pat.c_str(), false, 100));
   std::string miss = std::string(40, 'a') + "c" + "a";
   EXPECT_EQ(xp_str_txtfind(t.data(), static_cast<intptr_t>(t.size()), miss.c_str(), 1, 0), -1);
+
+  // Edge bytes that occur everywhere: every position passes the filter, and
+  // the search goes on in linear time; also when that needs memory and
+  // none is left.
+  std::string runs;
+  for (int i = 0; i < (1 << 16); i++)
+    runs += i % 3 ? 'a' : 'A';
+  std::string needle = std::string(30, 'a') + "b" + std::string(30, 'a');
+  std::string hay = runs + "xA" + needle + "Ab" + needle;
+  intptr_t n = static_cast<intptr_t>(hay.size());
+  for (int cs = 0; cs < 2; cs++) {
+    intptr_t expect = slow_find(hay, needle.c_str(), cs, 5);
+    EXPECT_EQ(xp_str_txtfind(hay.data(), n, needle.c_str(), cs, 5), expect);
+    xpc::fail_alloc_after(1);
+    EXPECT_EQ(xp_str_txtfind(hay.data(), n, needle.c_str(), cs, 5), expect);
+    xpc::fail_alloc_after(0);
+    std::string upper = needle;
+    for (auto &c : upper)
+      c = static_cast<char>(xps::upper(static_cast<unsigned char>(c)));
+    EXPECT_EQ(xp_str_txtfind(hay.data(), n, upper.c_str(), cs, 0),
+              slow_find(hay, upper.c_str(), cs, 0));
+  }
 }
 
 TEST(StrSearch, AnyOfASet) {

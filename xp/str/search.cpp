@@ -39,6 +39,32 @@ intptr_t scan_scalar(const unsigned char *t, size_t at, size_t last, const unsig
   return -1;
 }
 
+// The first match at or after at, in time linear in the text: the C
+// library's search, on case-folded copies when case is ignored. -2 when the
+// copies cannot be made.
+intptr_t search_rest(const unsigned char *t, size_t at, size_t len, const unsigned char *pat,
+                     size_t m, bool cs) {
+  if (cs) {
+    const void *found = memmem(t + at, len - at, pat, m);
+    return found ? static_cast<const unsigned char *>(found) - t : -1;
+  }
+  size_t n = len - at;
+  auto *text = static_cast<unsigned char *>(xp_alloc(n));
+  auto *fold = static_cast<unsigned char *>(xp_alloc(m));
+  intptr_t r = -2;
+  if (text && fold) {
+    for (size_t i = 0; i < n; i++)
+      text[i] = xps::lower(t[at + i]);
+    for (size_t i = 0; i < m; i++)
+      fold[i] = xps::lower(pat[i]);
+    const void *found = memmem(text, n, fold, m);
+    r = found ? static_cast<intptr_t>(at) + (static_cast<const unsigned char *>(found) - text) : -1;
+  }
+  xp_free(text);
+  xp_free(fold);
+  return r;
+}
+
 #if defined(__SSE2__)
 
 // Lanes equal to either of two bytes (the two cases of a letter, or the
@@ -59,9 +85,10 @@ intptr_t scan_sse2(const unsigned char *t, size_t len, const unsigned char *pat,
                 vl2 = _mm_set1_epi8(static_cast<char>(l2));
   size_t at = 0;
   // Bytes compared by candidates that failed. When a text defeats the
-  // filter (long runs of the pattern's edge bytes) and the search is exact,
-  // the rest is handed to the C library's linear-time search.
+  // filter (long runs of the pattern's edge bytes), the rest is searched in
+  // linear time.
   size_t wasted = 0;
+  bool linear = true;
   while (at <= last && last - at >= 15) {
     __m128i a = _mm_loadu_si128(reinterpret_cast<const __m128i *>(t + at));
     __m128i b = _mm_loadu_si128(reinterpret_cast<const __m128i *>(t + at + m - 1));
@@ -76,9 +103,10 @@ intptr_t scan_sse2(const unsigned char *t, size_t len, const unsigned char *pat,
       mask &= mask - 1;
     }
     at += 16;
-    if (cs && wasted > 4 * at + 4096) {
-      void *found = memmem(t + at, len - at, pat, m);
-      return found ? static_cast<const unsigned char *>(found) - t : -1;
+    if (linear && wasted > 4 * at + 4096) {
+      intptr_t r = search_rest(t, at, len, pat, m, cs);
+      if (r != -2) return r;
+      linear = false;  // no memory for it: carry on here
     }
   }
   return at <= last ? scan_scalar(t, at, last, pat, m, cs) : -1;

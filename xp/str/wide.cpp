@@ -7,6 +7,10 @@
 
 #if defined(__SSE2__)
 #include <emmintrin.h>
+#if defined(__x86_64__) || defined(__i386__)
+#include <tmmintrin.h>
+#define XPS_SSSE3 1
+#endif
 #endif
 
 namespace {
@@ -92,31 +96,178 @@ inline char *put(char *o, uint16_t u) {
 }
 
 template <bool Swap>
-void encode(const unsigned char *p, size_t n, char *o) {
-  size_t i = 0;
+inline uint16_t unit(const unsigned char *p, size_t i) {
+  uint16_t u = load16(p + 2 * i);
+  return Swap ? swap16(u) : u;
+}
+
+template <bool Swap>
+void encode_scalar(const unsigned char *p, size_t n, char *o) {
+  for (size_t i = 0; i < n; i++)
+    o = put(o, unit<Swap>(p, i));
+}
+
 #if defined(__SSE2__)
-  // Runs of sixteen ASCII units are narrowed in one step.
+
+// Eight units at a time: their low bytes are stored at once and as many of
+// them as lead the block in ASCII are kept; the run of other units behind
+// them is encoded one by one. end is the end of the text being written.
+template <bool Swap>
+void encode_sse2(const unsigned char *p, size_t n, char *o, const char *end) {
   const __m128i high = _mm_set1_epi16(static_cast<short>(0xFF80));
-  while (n - i >= 16) {
-    __m128i a = load8<Swap>(p + 2 * i);
-    __m128i b = load8<Swap>(p + 2 * i + 16);
-    __m128i any = _mm_and_si128(_mm_or_si128(a, b), high);
-    if (_mm_movemask_epi8(_mm_cmpeq_epi16(any, _mm_setzero_si128())) == 0xFFFF) {
-      _mm_storeu_si128(reinterpret_cast<__m128i *>(o), _mm_packus_epi16(a, b));
-      o += 16;
-      i += 16;
+  const __m128i zero = _mm_setzero_si128();
+  size_t i = 0;
+  while (n - i >= 8 && end - o >= 8) {
+    __m128i v = load8<Swap>(p + 2 * i);
+    unsigned ascii =
+        static_cast<unsigned>(_mm_movemask_epi8(_mm_cmpeq_epi16(_mm_and_si128(v, high), zero)));
+    _mm_storel_epi64(reinterpret_cast<__m128i *>(o), _mm_packus_epi16(v, v));
+    if (ascii == 0xFFFF) {
+      o += 8;
+      i += 8;
       continue;
     }
-    for (size_t end = i + 16; i < end; i++) {
-      uint16_t u = load16(p + 2 * i);
-      o = put(o, Swap ? swap16(u) : u);
-    }
+    size_t lead = static_cast<size_t>(__builtin_ctz(~ascii)) / 2;
+    o += lead;
+    i += lead;
+    do {
+      o = put(o, unit<Swap>(p, i));
+      i++;
+    } while (i < n && unit<Swap>(p, i) >= 0x80);
   }
+  encode_scalar<Swap>(p + 2 * i, n - i, o);
+}
+
 #endif
-  for (; i < n; i++) {
-    uint16_t u = load16(p + 2 * i);
-    o = put(o, Swap ? swap16(u) : u);
+
+#if defined(XPS_SSSE3)
+
+// Each unit is spread into a 32-bit lane holding, in byte order: the byte
+// of a one-byte unit or the lead byte of a two-byte one; the last
+// continuation byte; the lead and the middle byte of a three-byte unit.
+// A shuffle then takes from every lane the bytes its unit needs: [0],
+// [0, 1] or [2, 3, 1]. Four units make one shuffle of at most 12 bytes,
+// chosen by their classes: bit k set in the low nibble when unit k takes
+// one byte, in the high nibble when it takes at most two.
+struct Spread {
+  unsigned char shuffle[256][16];
+  unsigned char length[256];
+};
+
+constexpr Spread make_spread() {
+  Spread t{};
+  for (int m = 0; m < 256; m++) {
+    int o = 0;
+    for (int k = 0; k < 4; k++) {
+      int base = 4 * k;
+      if (m >> k & 1) {
+        t.shuffle[m][o++] = static_cast<unsigned char>(base);
+      } else if (m >> (4 + k) & 1) {
+        t.shuffle[m][o++] = static_cast<unsigned char>(base);
+        t.shuffle[m][o++] = static_cast<unsigned char>(base + 1);
+      } else {
+        t.shuffle[m][o++] = static_cast<unsigned char>(base + 2);
+        t.shuffle[m][o++] = static_cast<unsigned char>(base + 3);
+        t.shuffle[m][o++] = static_cast<unsigned char>(base + 1);
+      }
+    }
+    t.length[m] = static_cast<unsigned char>(o);
+    while (o < 16)
+      t.shuffle[m][o++] = 0x80;
   }
+  return t;
+}
+
+constexpr Spread kSpread = make_spread();
+
+// One block of eight units in v, written at o, without branching on its
+// contents (mixed text would defeat any prediction of the classes).
+// Returns the new end of the output.
+__attribute__((target("ssse3"), always_inline)) inline char *block_ssse3(__m128i v, char *o) {
+  const __m128i zero = _mm_setzero_si128();
+  const __m128i low6 = _mm_set1_epi16(0x3F), cont = _mm_set1_epi16(0x80);
+  __m128i one = _mm_cmpeq_epi16(_mm_subs_epu16(v, _mm_set1_epi16(0x7F)), zero);
+  __m128i upto2 = _mm_cmpeq_epi16(_mm_subs_epu16(v, _mm_set1_epi16(0x7FF)), zero);
+  __m128i last = _mm_or_si128(_mm_and_si128(v, low6), cont);
+  __m128i lead2 = _mm_or_si128(_mm_srli_epi16(v, 6), _mm_set1_epi16(0xC0));
+  __m128i first = _mm_or_si128(_mm_and_si128(one, v), _mm_andnot_si128(one, lead2));
+  // (first is wider than a byte for three-byte units, which never use it.)
+  __m128i lo16 = _mm_or_si128(_mm_and_si128(first, _mm_set1_epi16(0xFF)), _mm_slli_epi16(last, 8));
+  __m128i b1 = _mm_or_si128(_mm_srli_epi16(v, 12), _mm_set1_epi16(0xE0));
+  __m128i b2 = _mm_or_si128(_mm_and_si128(_mm_srli_epi16(v, 6), low6), cont);
+  __m128i hi16 = _mm_or_si128(b1, _mm_slli_epi16(b2, 8));
+  // Class bits of units 0-3 in the low byte, of units 4-7 in the high one.
+  const __m128i order = _mm_setr_epi8(0, 1, 2, 3, 8, 9, 10, 11, 4, 5, 6, 7, 12, 13, 14, 15);
+  unsigned keys = static_cast<unsigned>(
+      _mm_movemask_epi8(_mm_shuffle_epi8(_mm_packs_epi16(one, upto2), order)));
+  unsigned k0 = keys & 0xFF, k1 = keys >> 8;
+  __m128i s0 = _mm_loadu_si128(reinterpret_cast<const __m128i *>(kSpread.shuffle[k0]));
+  __m128i s1 = _mm_loadu_si128(reinterpret_cast<const __m128i *>(kSpread.shuffle[k1]));
+  _mm_storeu_si128(reinterpret_cast<__m128i *>(o),
+                   _mm_shuffle_epi8(_mm_unpacklo_epi16(lo16, hi16), s0));
+  o += kSpread.length[k0];
+  _mm_storeu_si128(reinterpret_cast<__m128i *>(o),
+                   _mm_shuffle_epi8(_mm_unpackhi_epi16(lo16, hi16), s1));
+  return o + kSpread.length[k1];
+}
+
+template <bool Swap>
+__attribute__((target("ssse3"))) void encode_ssse3(const unsigned char *p, size_t n, char *o,
+                                                   const char *end) {
+  size_t i = 0;
+  // Two blocks per round give the processor independent work to overlap.
+  while (n - i >= 16 && end - o >= 64) {
+    __m128i v0 = load8<Swap>(p + 2 * i);
+    __m128i v1 = load8<Swap>(p + 2 * i + 16);
+    o = block_ssse3(v1, block_ssse3(v0, o));
+    i += 16;
+  }
+  while (n - i >= 8 && end - o >= 32) {
+    o = block_ssse3(load8<Swap>(p + 2 * i), o);
+    i += 8;
+  }
+  encode_scalar<Swap>(p + 2 * i, n - i, o);
+}
+
+bool have_ssse3() {
+  static const bool yes = __builtin_cpu_supports("ssse3");
+  return yes;
+}
+
+#endif
+
+template <bool Swap>
+bool encode_by(int path, const unsigned char *p, size_t n, char *o, size_t size) {
+  switch (path) {
+    case 0:
+      encode_scalar<Swap>(p, n, o);
+      return true;
+#if defined(__SSE2__)
+    case 1:
+      encode_sse2<Swap>(p, n, o, o + size);
+      return true;
+#endif
+#if defined(XPS_SSSE3)
+    case 2:
+      if (!have_ssse3()) return false;
+      encode_ssse3<Swap>(p, n, o, o + size);
+      return true;
+#endif
+    default:
+      return false;
+  }
+}
+
+// The fastest encoder this processor runs.
+int best_path() {
+#if defined(XPS_SSSE3)
+  if (have_ssse3()) return 2;
+#endif
+#if defined(__SSE2__)
+  return 1;
+#else
+  return 0;
+#endif
 }
 
 }  // namespace
@@ -139,6 +290,12 @@ size_t utf8_size_vector(const void *p, size_t n, bool swap) {
 
 size_t utf8_size(const void *p, size_t n, bool swap) {
   return utf8_size_vector(p, n, swap);
+}
+
+bool utf8_encode(int path, const void *p, size_t n, bool swap, char *out, size_t size) {
+  auto *b = static_cast<const unsigned char *>(p);
+  if (path < 0) path = best_path();
+  return swap ? encode_by<true>(path, b, n, out, size) : encode_by<false>(path, b, n, out, size);
 }
 
 }  // namespace xps
@@ -170,10 +327,7 @@ xp_str *xp_str_wmake(const uint16_t *text, intptr_t units) {
   size_t size = xps::utf8_size(p, n, swap);
   xp_str *s = xps::alloc(static_cast<intptr_t>(size));
   if (!s) return nullptr;
-  if (swap)
-    encode<true>(p, n, xps::room(s));
-  else
-    encode<false>(p, n, xps::room(s));
+  xps::utf8_encode(-1, p, n, swap, xps::room(s), size);
   s->length = static_cast<intptr_t>(size);
   return s;
 }

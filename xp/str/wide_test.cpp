@@ -136,6 +136,41 @@ TEST(StrWide, VectorSizingEqualsScalarAtEveryLengthAndMisalignment) {
   }
 }
 
+TEST(StrWide, EveryEncoderMatchesTheReferenceAndStaysInItsOutput) {
+  std::mt19937 rng(321);
+  std::vector<unsigned char> area(2 * 120 + 32);
+  for (size_t n = 0; n <= 120; n++) {
+    for (int mix = 0; mix < 3; mix++) {
+      std::vector<uint16_t> units = random_units(rng, n);
+      if (mix == 1)  // mostly ASCII, as in running text
+        for (auto &u : units)
+          if (rng() % 8) u = static_cast<uint16_t>(' ' + rng() % 95);
+      if (mix == 2)  // mostly three-byte units
+        for (auto &u : units)
+          if (rng() % 8) u = static_cast<uint16_t>(0x4E00 + rng() % 0x5000);
+      std::string expect = reference(units);
+      for (size_t shift : {0, 1, 6}) {
+        unsigned char *p = area.data() + shift;
+        for (int sw = 0; sw < 2; sw++) {
+          for (size_t i = 0; i < n; i++) {
+            uint16_t u = sw ? swap16(units[i]) : units[i];
+            std::memcpy(p + 2 * i, &u, 2);
+          }
+          for (int path = 0; path < 3; path++) {
+            std::string out(expect.size() + 40, '\x5A');
+            if (!xps::utf8_encode(path, p, n, sw, out.data(), expect.size())) continue;
+            EXPECT_EQ(out.substr(0, expect.size()), expect) << n << " path " << path;
+            EXPECT_EQ(out.substr(expect.size()), std::string(40, '\x5A'))
+                << "wrote past the text: " << n << " path " << path;
+          }
+        }
+      }
+    }
+  }
+  EXPECT_TRUE(xps::utf8_encode(0, nullptr, 0, false, nullptr, 0));
+  EXPECT_FALSE(xps::utf8_encode(7, nullptr, 0, false, nullptr, 0));
+}
+
 TEST(StrWide, VectorSizingOnLongUniformRuns) {
   // Long runs of one class exercise the widening of the lane counters.
   for (uint16_t u : {0x41, 0x7FF, 0x4E2D}) {

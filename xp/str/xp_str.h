@@ -38,6 +38,10 @@ XP_API void xp_str_release(xp_str *s);
 
 /* A copy of a zero-terminated text; null gives an empty string. */
 XP_API xp_str *xp_str_new(const char *text);
+/* The output of the format engine (xp_fmt_vformat) for format and the
+ * arguments. */
+XP_API xp_str *xp_str_format(const char *format, ...);
+XP_API xp_str *xp_str_vformat(const char *format, va_list args);
 /* A copy of exactly len bytes (negative: measured). With a null source the
  * string is empty but has room for len bytes. */
 XP_API xp_str *xp_str_make(const char *bytes, intptr_t len);
@@ -154,6 +158,9 @@ XP_API const void *xp_data_getptr(const xp_data *d);
 /* Null buffer: the length; otherwise copies min(size, length) bytes. */
 XP_API size_t xp_data_get(const xp_data *d, void *buf, size_t size);
 XP_API size_t xp_data_length(const xp_data *d);
+/* Type operation textify(d, buf, size, unused): the bytes as upper-case
+ * hexadecimal text (xp_fmt_data), not terminated; a null buf measures. */
+XP_API xp_word xp_data_textify(void *d, xp_word buf, xp_word size, xp_word unused);
 /* Type operation control: code 1 (deserialise) with a = tag (0: any) and
  * b = pointer to an item of type "data" gives a new data object. */
 XP_API xp_word xp_data_control(void *d, int code, xp_word a, xp_word b);

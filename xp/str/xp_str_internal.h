@@ -94,6 +94,11 @@ int nicmp(const char *a, const char *b, size_t n);
 // with ASCII case ignored; -1 when none.
 intptr_t find(const char *text, intptr_t len, const char *pattern, intptr_t m, bool cs);
 
+// Encoding pass: n units from p into out, whose size is exactly their
+// UTF-8 size. path selects the encoder (0 scalar, 1 SSE2, 2 SSSE3; -1 the
+// fastest one available); false when that encoder is not available here.
+bool utf8_encode(int path, const void *p, size_t n, bool swap, char *out, size_t size);
+
 // UTF-16 sizing pass: the UTF-8 bytes needed for n units read from p, byte
 // swapped when swap is set: 1 per unit below 0x80, 2 below 0x800, else 3.
 // The scalar form is the definition; the vectorised one (where the target
