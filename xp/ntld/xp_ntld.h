@@ -77,7 +77,9 @@ XP_API xp_data *xp_ntld_package(void *obj, uint32_t tag);
 /* Runs obj's serialise operation on a writer made by xp_ntld_new(store,
  * mode), then releases the writer; returns the operation's result (for the
  * library's objects, the size of the item written), 0 if obj or its control
- * operation is null. */
+ * operation is null. With a buffer and its size the item lands there; with
+ * a null buffer it is only measured. A tree written in dynamic mode goes
+ * with the writer: xp_ntld_package keeps it. */
 XP_API xp_word xp_serialize(void *obj, xp_word arg, void *store, uint32_t mode);
 
 /* Readers. Each takes either a finished writer (meaning its root item) or a
