@@ -9,6 +9,7 @@ rm -rf "$work" && mkdir -p "$work"
 prefix=$work/prefix
 
 "$cmake" --install "$build" --prefix "$prefix" >"$work/install.log"
+"$prefix/bin/ntld-dump" --help >/dev/null
 
 echo "== find_package(xp)"
 "$cmake" -S "$here" -B "$work/consumer" -G "${GENERATOR:-Ninja}" -DCMAKE_PREFIX_PATH="$prefix" \
