@@ -21,6 +21,28 @@ inline bool agree(long a, long b) {
   return (a != 0) == (b != 0);
 }
 
+// The spread of the last tables searched, kept as a reciprocal so that a
+// guess costs a multiplication: it changes only when a table is built or
+// its segment 1 is moved. Used with the zone lock held, like the tables.
+struct Spread {
+  const xt_table *table;
+  long count;
+  xp_seconds base, last;
+  uint64_t reciprocal;  // 2^32 / span, 0 when the span is 0
+};
+Spread g_spread[2];
+unsigned g_spread_next;
+
+uint64_t reciprocal_of(const xt_table *t, xp_seconds base, xp_seconds last) {
+  for (Spread &s : g_spread)
+    if (s.table == t && s.count == t->count && s.base == base && s.last == last)
+      return s.reciprocal;
+  Spread &s = g_spread[g_spread_next++ & 1];
+  uint64_t span = (last - base) / static_cast<xp_seconds>(t->count - 1);
+  s = Spread{t, t->count, base, last, span ? (uint64_t{1} << 32) / span : 0};
+  return s.reciprocal;
+}
+
 }  // namespace
 
 xt_table *table_build(raw_fn raw, bool observes_dst) {
@@ -66,11 +88,19 @@ long table_lookup(xt_table *t, xp_seconds v, raw_fn raw) {
   xp_seconds first = seg_start(t, 0), last = seg_end(t, n - 1);
   if (v < first || v > last) return raw(v);
 
-  // Guess the segment from an even spread, then walk to the one that
-  // starts at or before v with no later one that does.
-  xp_seconds span = (last - first) / static_cast<xp_seconds>(n);
-  xp_seconds guess = span ? (v - first) / span : 0;
-  long i = guess < static_cast<xp_seconds>(n - 1) ? static_cast<long>(guess) : n - 1;
+  // Guess the segment as if the segments were spread evenly, then walk to
+  // the one that starts at or before v with no later one that does. Segment
+  // 0 reaches back to 0, far before any switch, so the spread is taken from
+  // the start of segment 1 on; the walk makes any guess exact.
+  long i = 0;
+  if (n > 1 && v >= seg_start(t, 1)) {
+    xp_seconds base = seg_start(t, 1);
+    // (v - base) / span, at most one short; the walk below makes up for it.
+    // Values beyond 32 bits lie after the last segment or in a table of
+    // one segment, and never get here.
+    uint64_t guess = (static_cast<uint64_t>(v - base) * reciprocal_of(t, base, last)) >> 32;
+    i = guess < static_cast<xp_seconds>(n - 2) ? static_cast<long>(guess) + 1 : n - 1;
+  }
   while (i > 0 && seg_start(t, i) > v)
     --i;
   while (i + 1 < n && seg_start(t, i + 1) <= v)

@@ -26,8 +26,14 @@ long normal_year(unsigned year);
 // function below whose name ends in _locked expects it held. It is never
 // taken twice by one thread: the public entry points take it once and call
 // only _locked helpers.
-void lock();
-void unlock();
+extern std::atomic<bool> g_lock;
+void lock_contended();
+inline void lock() {
+  if (g_lock.exchange(true, std::memory_order_acquire)) lock_contended();
+}
+inline void unlock() {
+  g_lock.store(false, std::memory_order_release);
+}
 struct Locked {
   Locked() { lock(); }
   ~Locked() { unlock(); }

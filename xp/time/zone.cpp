@@ -14,19 +14,13 @@ namespace xpt {
 
 namespace {
 
-// A spin lock: taking it is one atomic exchange when free, which keeps the
-// cached conversions well below the cost of one localtime_r. Holders never
-// block except while a table is built (some hundred system queries), so
-// waiters spin briefly and then yield.
-std::atomic<bool> g_lock{false};
-
 inline void cpu_relax() {
 #if defined(__x86_64__) || defined(__i386__)
   __builtin_ia32_pause();
 #endif
 }
 
-std::atomic<unsigned long> g_raw_queries{0};
+unsigned long g_raw_queries = 0;  // guarded by the lock
 
 // Guarded by the lock.
 time_t xt_lastgmtocheck = 0;
@@ -44,7 +38,7 @@ int xt_busy = 0;
 
 // The daylight-saving amount at a POSIX instant, asked of the system.
 long isdst_at(long long posix) {
-  g_raw_queries.fetch_add(1, std::memory_order_relaxed);
+  ++g_raw_queries;
   time_t t = static_cast<time_t>(posix);
   struct tm tm;
   if (!localtime_r(&t, &tm)) return 0;
@@ -97,8 +91,13 @@ void hemisphere_check_locked() {
 
 }  // namespace
 
-void lock() {
-  if (!g_lock.exchange(true, std::memory_order_acquire)) return;
+// A spin lock: taking it is one atomic exchange when free, which keeps the
+// cached conversions well below the cost of one localtime_r. Holders never
+// block except while a table is built (some hundred system queries), so
+// waiters spin briefly and then yield.
+std::atomic<bool> g_lock{false};
+
+void lock_contended() {
   for (unsigned spins = 0;;) {
     while (g_lock.load(std::memory_order_relaxed)) {
       if (++spins < 100)
@@ -108,10 +107,6 @@ void lock() {
     }
     if (!g_lock.exchange(true, std::memory_order_acquire)) return;
   }
-}
-
-void unlock() {
-  g_lock.store(false, std::memory_order_release);
 }
 
 long gmto_locked(time_t now) {
@@ -230,7 +225,8 @@ bool now_record(xp_dtr *dtr) {
 }
 
 unsigned long raw_query_count() {
-  return g_raw_queries.load(std::memory_order_relaxed);
+  Locked guard;
+  return g_raw_queries;
 }
 const xt_table *local_table() {
   Locked guard;
