@@ -171,9 +171,9 @@ xp_seconds xp_time_utctolocal(xp_seconds utc) {
 xp_seconds xp_time_localtoutc(xp_seconds local) {
   xpt::Locked guard;
   time_t now = time(nullptr);
+  long gmto = xpt::gmto_locked(now);
   long dst_then = xpt::localdst_locked(local);
   long dst_now = xpt::dst_locked(now);
-  long gmto = xpt::gmto_locked(now);
   return local - static_cast<xp_seconds>(dst_then) + static_cast<xp_seconds>(dst_now) -
          static_cast<xp_seconds>(gmto);
 }

@@ -78,6 +78,8 @@ long xt_gmto_probe(xp_seconds t, xt_table **table, raw_fn raw);
 
 // ---------------------------------------------------------------------------
 // Cached zone state, read through the helpers below (with the lock held).
+// A lookup or raw query never reads the offset again while it runs, so
+// callers read it (gmto_locked) before the first lookup of a call.
 long gmto_locked(time_t now);
 long dst_locked(time_t now);
 long localdst_locked(xp_seconds local);

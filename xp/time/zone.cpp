@@ -193,6 +193,7 @@ long xt_gmto_probe_locked(xp_seconds t, xt_table **table, raw_fn raw) {
 
 long xt_gmto_probe(xp_seconds t, xt_table **table, raw_fn raw) {
   Locked guard;
+  gmto_locked(time(nullptr));
   return xt_gmto_probe_locked(t, table, raw);
 }
 
@@ -306,8 +307,11 @@ long xp_time_gettzname(char *buffer, long size) {
   return n;
 }
 
+// The lookups read the offset first: lookups in progress never read it
+// again (see xt_busy), so it must be current before one starts.
 long xp_time_localdst(xp_seconds local) {
   Locked guard;
+  xpt::gmto_locked(time(nullptr));
   return xpt::localdst_locked(local);
 }
 
@@ -318,6 +322,7 @@ long xp_time_localdst_raw(xp_seconds local) {
 
 long xp_time_utcdst(xp_seconds utc) {
   Locked guard;
+  xpt::gmto_locked(time(nullptr));
   return xpt::utcdst_locked(utc);
 }
 
