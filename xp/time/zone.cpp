@@ -63,7 +63,10 @@ long long wall_seconds(long long year, long month, long day, long hour, long min
   return ((days * 24 + hour) * 60 + minute) * 60 + second;
 }
 
+// The standard offset of now. Inside a lookup the offset is not read again,
+// and the flag read with it is taken along, so both belong to one second.
 long std_offset_locked() {
+  if (xt_busy) return xt_lastgmto - (xt_lastdst ? XP_TIME_DST_AMOUNT : 0);
   time_t now = time(nullptr);
   return gmto_locked(now) - dst_locked(now);
 }
@@ -156,6 +159,10 @@ long dtrdst_locked(const xp_dtr *dtr) {
 }
 
 long localdst_raw_locked(xp_seconds local) {
+  // Within 2^32 seconds from 1970 the record of a local value names exactly
+  // value - 1970 seconds of wall-clock time, so the record can be skipped.
+  if (local >= XP_TIME_POSIX_DELTA && local - XP_TIME_POSIX_DELTA <= 0xffffffffUL)
+    return isdst_at(static_cast<long long>(local - XP_TIME_POSIX_DELTA) - std_offset_locked());
   xp_dtr r;
   xp_time_localtodtr(local, &r);
   return dtrdst_locked(&r);
