@@ -5,6 +5,9 @@
 
 #include "xp/time/xp_time_internal.h"
 
+static_assert(sizeof(xp_dtr) == 14, "a record is seven 16-bit fields without padding");
+static_assert(sizeof(xp_seconds) == sizeof(long), "a time value is as wide as long");
+
 namespace xpt {
 
 const int32_t xt_days[13] = {-1, 30, 58, 89, 119, 150, 180, 211, 242, 272, 303, 333, 364};
