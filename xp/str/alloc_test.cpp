@@ -41,44 +41,42 @@ TEST(StrAllocFailure, EveryConstructorAndDerivation) {
   xp_str *t = xp_str_new("tail");
   xp_data *d = xp_data_new("bytes", 5);
   static const uint16_t wide[] = {0xFEFF, 'w', 0x00E9, 0x4E2D, 0};
-  const Case cases[] = {
-      {"new", [] { return static_cast<void *>(xp_str_new("abc")); }, nullptr},
-      {"new null", [] { return static_cast<void *>(xp_str_new(nullptr)); }, nullptr},
-      {"make", [] { return static_cast<void *>(xp_str_make("abc", 2)); }, nullptr},
-      {"make room", [] { return static_cast<void *>(xp_str_make(nullptr, 30)); }, nullptr},
-      {"encmake", [] { return static_cast<void *>(xp_str_encmake(1, "abc", -1)); }, nullptr},
-      {"wnew", [] { return static_cast<void *>(xp_str_wnew(wide)); }, nullptr},
-      {"wmake", [] { return static_cast<void *>(xp_str_wmake(wide, 3)); }, nullptr},
-      {"wmake null", [] { return static_cast<void *>(xp_str_wmake(nullptr, 3)); }, nullptr},
-      {"const", [] { return static_cast<void *>(xp_str_const("abc")); }, nullptr},
-      {"alloc",
-       [] {
-         auto *b = static_cast<char *>(xp_alloc(4));
-         if (!b) return static_cast<void *>(nullptr);
-         std::memcpy(b, "abc", 4);
-         return static_cast<void *>(xp_str_alloc(b));
-       },
-       nullptr},
-      {"concat", [&] { return static_cast<void *>(xp_str_concat(s, t)); }, nullptr},
-      {"append", [&] { return static_cast<void *>(xp_str_append(s, "more", -1)); }, nullptr},
-      {"substr", [&] { return static_cast<void *>(xp_str_substr(s, 3, 4)); }, nullptr},
-      {"replace", [&] { return static_cast<void *>(xp_str_replace(s, "text", 1, "words", -1)); },
-       s},
-      {"extract", [&] { return static_cast<void *>(xp_str_extract(s, "[", "]", nullptr, 0)); }, s},
-      {"trim", [&] { return static_cast<void *>(xp_str_trim(s)); }, nullptr},
-      {"upper", [&] { return static_cast<void *>(xp_str_upper(s)); }, s},
-      {"lower", [&] { return static_cast<void *>(xp_str_lower(s)); }, s},
-      {"data new", [] { return static_cast<void *>(xp_data_new("ab", 2)); }, nullptr},
-      {"data const", [] { return static_cast<void *>(xp_data_const("ab", 2)); }, nullptr},
-      {"data alloc",
-       [] {
-         void *b = xp_alloc(8);
-         if (!b) return static_cast<void *>(nullptr);
-         return static_cast<void *>(xp_data_alloc(b, 8));
-       },
-       nullptr},
-      {"data append", [&] { return static_cast<void *>(xp_data_append(d, nullptr, 12)); }, nullptr},
+  auto owned_text = [] {
+    auto *b = static_cast<char *>(xp_alloc(4));
+    return b ? xp_str_alloc(std::strcpy(b, "abc")) : nullptr;
   };
+  auto owned_block = [] {
+    void *b = xp_alloc(8);
+    return b ? xp_data_alloc(b, 8) : nullptr;
+  };
+#define CASE(expr, fallback)                                   \
+  {                                                            \
+#expr, [&] { return static_cast<void *>(expr); }, fallback \
+  }
+  const Case cases[] = {
+      CASE(xp_str_new("abc"), nullptr),
+      CASE(xp_str_new(nullptr), nullptr),
+      CASE(xp_str_make(nullptr, 30), nullptr),
+      CASE(xp_str_encmake(1, "abc", -1), nullptr),
+      CASE(xp_str_wnew(wide), nullptr),
+      CASE(xp_str_wmake(nullptr, 3), nullptr),
+      CASE(xp_str_const("abc"), nullptr),
+      CASE(owned_text(), nullptr),
+      CASE(xp_str_format("%d %s", 7, "seven"), nullptr),
+      CASE(xp_str_concat(s, t), nullptr),
+      CASE(xp_str_append(s, "more", -1), nullptr),
+      CASE(xp_str_substr(s, 3, 4), nullptr),
+      CASE(xp_str_replace(s, "text", 1, "words", -1), s),
+      CASE(xp_str_extract(s, "[", "]", nullptr, 0), s),
+      CASE(xp_str_trim(s), nullptr),
+      CASE(xp_str_upper(s), s),
+      CASE(xp_str_lower(s), s),
+      CASE(xp_data_new("ab", 2), nullptr),
+      CASE(xp_data_const("ab", 2), nullptr),
+      CASE(owned_block(), nullptr),
+      CASE(xp_data_append(d, nullptr, 12), nullptr),
+  };
+#undef CASE
   for (const Case &c : cases)
     sweep(c);
   EXPECT_EQ(xp_refs(s), 1);

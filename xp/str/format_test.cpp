@@ -26,21 +26,6 @@ TEST(StrFormat, MeasuresThenFormatsIntoTheNewString) {
   EXPECT_EQ(take(xp_str_format("<%s>", big.c_str())), "<" + big + ">");
 }
 
-TEST(StrFormat, AllocationFailureGivesNull) {
-  for (long k = 1;; k++) {
-    ASSERT_LT(k, 20);
-    xpc::fail_alloc_after(k);
-    xp_str *s = xp_str_format("%d %s", 7, "seven");
-    bool reached = !xpc::alloc_failure_pending();
-    xpc::fail_alloc_after(0);
-    if (!reached) {
-      EXPECT_EQ(take(s), "7 seven");
-      break;
-    }
-    EXPECT_EQ(s, nullptr);
-  }
-}
-
 TEST(DataText, BytesAsUpperCaseHex) {
   xp_data *d = xp_data_new("\x01\xab\x00\xff", 4);
   char buf[16];

@@ -142,13 +142,14 @@ void encode_sse2(const unsigned char *p, size_t n, char *o, const char *end) {
 
 #if defined(XPS_SSSE3)
 
-// Each unit is spread into a 32-bit lane holding, in byte order: the byte
-// of a one-byte unit or the lead byte of a two-byte one; the last
-// continuation byte; the lead and the middle byte of a three-byte unit.
-// A shuffle then takes from every lane the bytes its unit needs: [0],
-// [0, 1] or [2, 3, 1]. Four units make one shuffle of at most 12 bytes,
-// chosen by their classes: bit k set in the low nibble when unit k takes
-// one byte, in the high nibble when it takes at most two.
+// Each unit is spread into a 32-bit lane holding, in byte order: the unit's
+// low byte (all of a one-byte unit); the last continuation byte; the lead
+// byte of a three-byte unit; the middle byte of a three-byte unit or the
+// lead byte of a two-byte one (the two differ by the bit 0x40 only). A
+// shuffle then takes from every lane the bytes its unit needs: [0], [3, 1]
+// or [2, 3, 1]. Four units make one shuffle of at most 12 bytes,
+// chosen by their classes: bit 2k set when unit k takes one byte, bit
+// 2k + 1 when it takes at most two.
 struct Spread {
   unsigned char shuffle[256][16];
   unsigned char length[256];
@@ -160,10 +161,10 @@ constexpr Spread make_spread() {
     int o = 0;
     for (int k = 0; k < 4; k++) {
       int base = 4 * k;
-      if (m >> k & 1) {
+      if (m >> (2 * k) & 1) {
         t.shuffle[m][o++] = static_cast<unsigned char>(base);
-      } else if (m >> (4 + k) & 1) {
-        t.shuffle[m][o++] = static_cast<unsigned char>(base);
+      } else if (m >> (2 * k + 1) & 1) {
+        t.shuffle[m][o++] = static_cast<unsigned char>(base + 3);
         t.shuffle[m][o++] = static_cast<unsigned char>(base + 1);
       } else {
         t.shuffle[m][o++] = static_cast<unsigned char>(base + 2);
@@ -185,21 +186,24 @@ constexpr Spread kSpread = make_spread();
 // Returns the new end of the output.
 __attribute__((target("ssse3"), always_inline)) inline char *block_ssse3(__m128i v, char *o) {
   const __m128i zero = _mm_setzero_si128();
-  const __m128i low6 = _mm_set1_epi16(0x3F), cont = _mm_set1_epi16(0x80);
   __m128i one = _mm_cmpeq_epi16(_mm_subs_epu16(v, _mm_set1_epi16(0x7F)), zero);
   __m128i upto2 = _mm_cmpeq_epi16(_mm_subs_epu16(v, _mm_set1_epi16(0x7FF)), zero);
-  __m128i last = _mm_or_si128(_mm_and_si128(v, low6), cont);
-  __m128i lead2 = _mm_or_si128(_mm_srli_epi16(v, 6), _mm_set1_epi16(0xC0));
-  __m128i first = _mm_or_si128(_mm_and_si128(one, v), _mm_andnot_si128(one, lead2));
-  // (first is wider than a byte for three-byte units, which never use it.)
-  __m128i lo16 = _mm_or_si128(_mm_and_si128(first, _mm_set1_epi16(0xFF)), _mm_slli_epi16(last, 8));
-  __m128i b1 = _mm_or_si128(_mm_srli_epi16(v, 12), _mm_set1_epi16(0xE0));
-  __m128i b2 = _mm_or_si128(_mm_and_si128(_mm_srli_epi16(v, 6), low6), cont);
-  __m128i hi16 = _mm_or_si128(b1, _mm_slli_epi16(b2, 8));
-  // Class bits of units 0-3 in the low byte, of units 4-7 in the high one.
-  const __m128i order = _mm_setr_epi8(0, 1, 2, 3, 8, 9, 10, 11, 4, 5, 6, 7, 12, 13, 14, 15);
-  unsigned keys = static_cast<unsigned>(
-      _mm_movemask_epi8(_mm_shuffle_epi8(_mm_packs_epi16(one, upto2), order)));
+  const __m128i six = _mm_set1_epi16(0x3F00);
+  // Low byte, then 10xxxxxx from bits 0-5.
+  __m128i lo16 = _mm_or_si128(_mm_or_si128(_mm_and_si128(v, _mm_set1_epi16(0xFF)),
+                                           _mm_and_si128(_mm_slli_epi16(v, 8), six)),
+                              _mm_set1_epi16(static_cast<short>(0x8000)));
+  // 1110xxxx from bits 12-15, then 10xxxxxx from bits 6-11, which becomes
+  // 110xxxxx for a unit below 0x800.
+  __m128i hi16 =
+      _mm_or_si128(_mm_or_si128(_mm_srli_epi16(v, 12), _mm_set1_epi16(static_cast<short>(0x80E0))),
+                   _mm_or_si128(_mm_and_si128(_mm_slli_epi16(v, 2), six),
+                                _mm_and_si128(upto2, _mm_set1_epi16(0x4000))));
+  // Class bits, two per unit: the top bit of each lane's low byte tells
+  // one byte, of its high byte at most two.
+  __m128i classes = _mm_or_si128(_mm_and_si128(one, _mm_set1_epi16(0x0080)),
+                                 _mm_and_si128(upto2, _mm_set1_epi16(static_cast<short>(0x8000))));
+  unsigned keys = static_cast<unsigned>(_mm_movemask_epi8(classes));
   unsigned k0 = keys & 0xFF, k1 = keys >> 8;
   __m128i s0 = _mm_loadu_si128(reinterpret_cast<const __m128i *>(kSpread.shuffle[k0]));
   __m128i s1 = _mm_loadu_si128(reinterpret_cast<const __m128i *>(kSpread.shuffle[k1]));
