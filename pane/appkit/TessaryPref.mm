@@ -8,7 +8,7 @@
 #include <cstring>
 #include <string>
 
-#include "pane_logic.h"
+#include "pane/pane_logic.h"
 
 #ifndef GNUSTEP
 #include <CoreServices/CoreServices.h>
@@ -62,6 +62,21 @@ std::uint32_t four_cc_value(id value) {
   if (s == nullptr || std::strlen(s) != 4) return 0;
   return std::uint32_t(std::uint8_t(s[0])) << 24 | std::uint32_t(std::uint8_t(s[1])) << 16 |
          std::uint32_t(std::uint8_t(s[2])) << 8 | std::uint32_t(std::uint8_t(s[3]));
+}
+
+// The info dictionary of the application bundle at `path`, read from disk
+// each time (NSBundle keeps the first one it read for a path, which would
+// miss an application replaced while the host runs); nil when there is none.
+NSDictionary *info_dictionary(NSString *path) {
+  static const char *const kFiles[] = {"Resources/Info-gnustep.plist", "Resources/Info.plist",
+                                       "Contents/Info.plist", "Info.plist"};
+  for (const char *file : kFiles) {
+    NSDictionary *info = [NSDictionary
+        dictionaryWithContentsOfFile:
+            [path stringByAppendingPathComponent:[NSString stringWithUTF8String:file]]];
+    if (info != nil) return info;
+  }
+  return nil;
 }
 #endif
 
@@ -130,8 +145,7 @@ class PaneBridge final : public tessary::PaneControls,
     BOOL folder = NO;
     if (![[NSFileManager defaultManager] fileExistsAtPath:where isDirectory:&folder] || !folder)
       return false;
-    NSBundle *bundle = [[[NSBundle alloc] initWithPath:where] autorelease];
-    NSDictionary *info = [bundle infoDictionary];
+    NSDictionary *info = info_dictionary(where);
     if (info == nil) return false;
     *type = four_cc_value([info objectForKey:@"CFBundlePackageType"]);
     *creator = four_cc_value([info objectForKey:@"CFBundleSignature"]);

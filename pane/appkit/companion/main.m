@@ -1,10 +1,12 @@
 // A small companion application for the demo and the tests: it opens one
 // window showing the name of the bundle it was started from. When
-// TESSARY_COMPANION_LOG names a file, the name is appended to it on start, so
-// a test can see that the application was really launched.
+// TESSARY_COMPANION_LOG names a file, a line with the name and the process id
+// is appended to it on start, so a test can see that the application was
+// really launched (and stop it).
 #import <AppKit/AppKit.h>
 #include <stdio.h>
 #include <stdlib.h>
+#include <unistd.h>
 
 @interface CompanionDelegate : NSObject {
   NSWindow *window;
@@ -21,7 +23,7 @@
   if (log != NULL && *log != '\0') {
     FILE *f = fopen(log, "a");
     if (f != NULL) {
-      fprintf(f, "%s\n", [name UTF8String]);
+      fprintf(f, "%s %d\n", [name UTF8String], (int)getpid());
       fclose(f);
     }
   }
