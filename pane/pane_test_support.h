@@ -1,0 +1,132 @@
+// Test doubles of the pane's user-interface services and a fixture that
+// runs the pane logic against the local agent in a scratch directory.
+#ifndef TESSARY_PANE_TEST_SUPPORT_H
+#define TESSARY_PANE_TEST_SUPPORT_H
+
+#include <gtest/gtest.h>
+
+#include <array>
+#include <map>
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "pane/agent/agent_test_support.h"
+#include "pane/agent/quil.h"
+#include "pane/pane_logic.h"
+
+namespace tessary::testing {
+
+struct ControlState {
+  std::string text;
+  bool enabled = true;
+  bool hidden = false;
+  bool checked = false;
+  bool can_hide = true;
+  TextColour colour = TextColour::black;
+  int selections = 0;
+  bool delegate = false;
+};
+
+class FakeControls : public PaneControls {
+ public:
+  ControlState &operator[](PaneControl c) { return state_[static_cast<int>(c)]; }
+  std::string text(PaneControl c) override { return (*this)[c].text; }
+  void set_text(PaneControl c, const std::string &utf8) override;
+  void set_enabled(PaneControl c, bool enabled) override { (*this)[c].enabled = enabled; }
+  bool can_hide(PaneControl c) override { return (*this)[c].can_hide; }
+  void set_hidden(PaneControl c, bool hidden) override;
+  bool checked(PaneControl c) override { return (*this)[c].checked; }
+  void set_checked(PaneControl c, bool on) override { (*this)[c].checked = on; }
+  void set_text_colour(PaneControl c, TextColour colour) override { (*this)[c].colour = colour; }
+  void select_all(PaneControl c) override { ++(*this)[c].selections; }
+  void attach_delegate(PaneControl c) override { (*this)[c].delegate = true; }
+
+ private:
+  std::array<ControlState, kPaneControlCount> state_{};
+};
+
+// L(text): the text itself, or what `table` maps it to.
+class FakeLocalizer : public PaneLocalizer {
+ public:
+  std::string localized(const std::string &english) override;
+  std::map<std::string, std::string> table;
+  std::vector<std::string> asked;
+};
+
+struct FakeApp {
+  std::uint32_t type = kApplicationType;
+  std::uint32_t creator = 0;
+  bool opens = true;
+};
+
+class FakeLauncher : public AppLauncher {
+ public:
+  bool type_and_creator(const std::string &path, std::uint32_t *type,
+                        std::uint32_t *creator) override;
+  bool open(const std::string &path) override;
+  std::map<std::string, FakeApp> apps;  // what is installed
+  std::vector<std::string> opened;      // open requests, in order
+};
+
+class FakeTimer : public StatusTimer {
+ public:
+  bool start(double seconds) override;
+  void fire() override;
+  void stop() override { ++stops; }
+  PaneLogic *logic = nullptr;
+  bool can_start = true;
+  std::vector<double> starts;
+  int fires = 0;
+  int stops = 0;
+};
+
+class FakeAlert : public AlertPanel {
+ public:
+  void run(const std::string &message, const std::string &button) override {
+    shown.push_back(message + " | " + button);
+  }
+  std::vector<std::string> shown;
+};
+
+class FakeAuth : public AuthorizationView {
+ public:
+  void set_right(const char *r) override { right = r; }
+  void attach_delegate() override { delegate = true; }
+  void detach_delegate() override { delegate = false; }
+  void update() override { ++updates; }
+  bool unlocked() override { return is_unlocked; }
+  std::string right;
+  bool delegate = false;
+  int updates = 0;
+  bool is_unlocked = true;
+};
+
+// The pane logic with fakes around it and the local agent behind it.
+class PaneTest : public agent::testing::AgentDir {
+ protected:
+  void SetUp() override;
+  // Writes the agent's state, then shows the pane.
+  void show(const agent::AgentState &state);
+  std::string status() { return controls[PaneControl::txt_status].text; }
+  // Types into the address field (the field's delegate hears of it).
+  void type(const std::string &text);
+  // The agent's call log since the last call of this function.
+  std::string new_calls();
+
+  FakeControls controls;
+  FakeLocalizer localizer;
+  FakeLauncher launcher;
+  FakeTimer timer;
+  FakeAlert alert;
+  FakeAuth auth;
+  std::unique_ptr<PaneLogic> logic;
+  std::size_t calls_seen_ = 0;
+};
+
+// A connected agent that lets the user change everything.
+agent::AgentState connected_state();
+
+}  // namespace tessary::testing
+
+#endif  // TESSARY_PANE_TEST_SUPPORT_H
