@@ -313,8 +313,10 @@ TEST_F(PaneTest, ReturnLogsOnAndTabDoesNot) {
   [editor setString:@"tab.example"];
   Calls();
   [editor insertTab:nil];
-  for (const std::string &op : Calls())
+  for (const std::string &op : Calls()) {
     EXPECT_NE(op, "QuilSetTransport");
+    EXPECT_NE(op, "QuilAuthenticate");
+  }
 
   // Return hands the typed address to the agent and logs on.
   editor = Focus();
@@ -339,6 +341,23 @@ TEST_F(PaneTest, ReturnLogsOnAndTabDoesNot) {
   ops = Calls();
   EXPECT_EQ(std::count(ops.begin(), ops.end(), "QuilSetTransport"), 0);
   EXPECT_EQ(std::count(ops.begin(), ops.end(), "QuilAuthenticate"), 1);
+}
+
+TEST_F(PaneTest, ARefusedServerHandsTheLocalisedMessageToTheAgent) {
+  WriteState(std::string(kConnected) + "refuse-new-server = yes\n");
+  Load();
+  Select();
+  Unlock();
+  NSText *editor = Focus();
+  [editor setString:@"busy.example"];
+  [editor insertNewline:nil];
+  std::ifstream in(state_ + ".messages");
+  std::string line;
+  std::getline(in, line);
+  EXPECT_EQ(line, "\"You must close all Domarc controlled programs before selecting a new Domarc."
+                  "[.TY-480.]\"");
+  // The agent kept its server, and so does the field.
+  EXPECT_EQ(Text("txt_address"), "domarc.example");
 }
 
 TEST_F(PaneTest, TheCheckboxWritesTheOptionOnly) {
