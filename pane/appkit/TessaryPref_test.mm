@@ -211,6 +211,13 @@ using Ops = std::vector<std::string>;
 TEST_F(PaneTest, ShowingFillsTheControlsFromTheAgentAndStartsTheTimer) {
   Load();
   EXPECT_EQ(Text("txt_vers"), "Unknown");
+  // The view loaded: the lock asks for the administrator right alone.
+  const AuthorizationRights *rights = [Lock() authorizationRights];
+  ASSERT_TRUE(rights != nullptr);
+  ASSERT_EQ(rights->count, 1u);
+  EXPECT_STREQ(rights->items[0].name, "system.privilege.admin");
+  EXPECT_EQ(rights->items[0].valueLength, 0u);
+  EXPECT_EQ(rights->items[0].flags, 0u);
   Calls();
   Select();
   EXPECT_EQ(Calls(), (Ops{"QuilVersion", "QuilGetOptions", "QuilGetSessionEx", "QuilGetPrefData",
