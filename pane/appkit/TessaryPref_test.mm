@@ -436,7 +436,7 @@ TEST_F(PaneTest, CompanionButtonsFollowTheInstalledApplications) {
     std::ifstream(log_path) >> name >> pid;
   }
   EXPECT_EQ(name, "Lumet");
-  if (pid > 0) kill(pid, SIGTERM);
+  if (pid > 0) kill(pid, SIGKILL);  // it may have SIGTERM blocked
 
   // Tarrow is missing: an alert says so.
   std::vector<std::string> texts = RunCatchingAlert(@selector(tarrowClicked:));
