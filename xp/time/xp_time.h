@@ -10,6 +10,144 @@
 extern "C" {
 #endif
 
+/* ---------------------------------------------------------------------------
+ * Time values and calendar records
+ *
+ * A time value counts whole seconds since 1904-01-01 00:00:00. A utc value
+ * counts UTC seconds; a local value counts seconds of the local wall clock
+ * (the utc value plus the zone offset in force at that instant). Which kind a
+ * value is, is told by the name of the function that takes or gives it.
+ *
+ * A calendar record names a wall-clock time field by field. Producers fill
+ * every field including the weekday; consumers ignore the weekday. Records
+ * that are read accept short years: 0...69 mean 2000...2069, 70...1899 are
+ * years since 1900, 1900 and above are full years; anything after 2038 is out
+ * of range.
+ * ------------------------------------------------------------------------- */
+
+/* Seconds since 1904-01-01 00:00:00; as wide as long. */
+typedef unsigned long xp_seconds;
+
+typedef struct xp_dtr {
+  uint16_t year;    /* full year as produced; short forms accepted on input */
+  uint16_t month;   /* 1...12 */
+  uint16_t day;     /* 1...31 */
+  uint16_t hour;    /* 0...23 */
+  uint16_t minute;  /* 0...59 */
+  uint16_t second;  /* 0...59 */
+  uint16_t weekday; /* 0 = Sunday ... 6 = Saturday */
+} xp_dtr;
+
+/* Seconds from 1904-01-01 to 1970-01-01: a time value is POSIX time plus this. */
+#define XP_TIME_POSIX_DELTA 2082844800UL
+/* The answer of xp_time_dtrtolocal for a record out of range (all ones in 32
+ * bits, also where long is wider). */
+#define XP_TIME_OUT_OF_RANGE 4294967295UL
+/* The daylight-saving amount: always exactly one hour when in force. */
+#define XP_TIME_DST_AMOUNT 3600L
+
+/* ---------------------------------------------------------------------------
+ * Clock, zone offset and daylight saving
+ *
+ * Offsets are seconds east of UTC with daylight saving included. Daylight-
+ * saving amounts are 3600 when daylight saving time is in force, else 0. The
+ * current offset and flag are read from the system at most once a second; the
+ * amounts at other instants come from cached interval tables that are rebuilt
+ * when the zone offset changes. Safe to call from several threads.
+ * ------------------------------------------------------------------------- */
+
+/* The utc value now. */
+XP_API xp_seconds xp_time_getutc(void);
+/* The local value now. */
+XP_API xp_seconds xp_time_getlocal(void);
+/* Sets the system clock (whole seconds); a refusal is ignored. Returns the
+ * clock as read afterwards. */
+XP_API xp_seconds xp_time_setutc(xp_seconds utc);
+
+/* Zone offset now, daylight saving included. */
+XP_API long xp_time_getgmto(void);
+/* 3600 when daylight saving time is in force now, else 0. */
+XP_API long xp_time_getdst(void);
+/* Seconds WEST of UTC of the zone's standard time: getdst() - getgmto(). */
+XP_API long xp_time_gettz(void);
+/* The abbreviation of the zone in force now. Without a buffer, answers its
+ * length; with one, copies at most size - 1 bytes, terminates, and answers the
+ * number copied. An unknown name gives an empty text and 0. */
+XP_API long xp_time_gettzname(char *buffer, long size);
+
+/* Daylight-saving amount at a local value, a utc value, or the wall-clock
+ * time of a record. The plain forms answer from the cached tables; the _raw
+ * forms and xp_time_dtrdst ask the system every time. A time value of 0 drops
+ * the table that the lookup would use (it is rebuilt on the next lookup). */
+XP_API long xp_time_localdst(xp_seconds local);
+XP_API long xp_time_localdst_raw(xp_seconds local);
+XP_API long xp_time_utcdst(xp_seconds utc);
+XP_API long xp_time_utcdst_raw(xp_seconds utc);
+XP_API long xp_time_dtrdst(const xp_dtr *dtr);
+
+/* Zone offset at another instant: the standard offset of now plus the
+ * daylight-saving amount at that instant. xp_time_utcgmto looks the amount up
+ * by the utc value shifted by the offset of now. */
+XP_API long xp_time_dtrgmto(const xp_dtr *dtr);
+XP_API long xp_time_localgmto(xp_seconds local);
+XP_API long xp_time_utcgmto(xp_seconds utc);
+
+/* ---------------------------------------------------------------------------
+ * Calendar conversion and comparison
+ *
+ * The calendar is the library's own (every fourth year is a leap year, which
+ * holds throughout 1970...2038). A record's day, hour, minute and second are
+ * not range-checked and carry into the next unit (day 0 is the last day of the
+ * previous month); a month outside 1...12 or a null record is out of range.
+ * Only the daylight-saving part of an offset comes from the record's own
+ * date; the standard part is always the one of now.
+ * ------------------------------------------------------------------------- */
+
+/* Fills the record (when given) from a local value; answers the value. */
+XP_API xp_seconds xp_time_localtodtr(xp_seconds local, xp_dtr *dtr);
+/* Fills the record (when given) with the local time of a utc value; answers
+ * the utc value. */
+XP_API xp_seconds xp_time_utctodtr(xp_seconds utc, xp_dtr *dtr);
+/* Local value of a record; XP_TIME_OUT_OF_RANGE when it is out of range. */
+XP_API xp_seconds xp_time_dtrtolocal(const xp_dtr *dtr);
+/* Utc value of a record's wall-clock time; 0 when it is out of range. */
+XP_API xp_seconds xp_time_dtrtoutc(const xp_dtr *dtr);
+XP_API xp_seconds xp_time_utctolocal(xp_seconds utc);
+XP_API xp_seconds xp_time_localtoutc(xp_seconds local);
+
+/* Fills the record (when given) with the local time now and answers the utc
+ * value now; when the system cannot tell the local time the record is all
+ * zero and the answer 0. */
+XP_API xp_seconds xp_time_getdtr(xp_dtr *dtr);
+/* Sets the system clock to the record's wall-clock time (a refusal is
+ * ignored, a record out of range leaves the clock alone). Returns the utc
+ * value read afterwards. */
+XP_API xp_seconds xp_time_setdtr(const xp_dtr *dtr);
+
+/* 0-based day of the year (1 January gives 0); a record out of range gives
+ * 0. xp_time_utcdoy answers for the local date of the instant. */
+XP_API int xp_time_dtrdoy(const xp_dtr *dtr);
+XP_API int xp_time_localdoy(xp_seconds local);
+XP_API int xp_time_utcdoy(xp_seconds utc);
+
+/* Orders two records by year, month, day, hour, minute and second as stored
+ * (no year normalisation, weekday ignored): 1, -1 or 0. A null record orders
+ * before any other. */
+XP_API int xp_time_comparedtr(const xp_dtr *a, const xp_dtr *b);
+
+/* 1 when both arguments fall on the same calendar day (month, year) of the
+ * local wall clock, else 0. A time value of 0 or a null record stands for
+ * now. */
+XP_API int xp_time_utcsameday(xp_seconds a, xp_seconds b);
+XP_API int xp_time_localsameday(xp_seconds a, xp_seconds b);
+XP_API int xp_time_dtrsameday(const xp_dtr *a, const xp_dtr *b);
+XP_API int xp_time_utcsamemonth(xp_seconds a, xp_seconds b);
+XP_API int xp_time_localsamemonth(xp_seconds a, xp_seconds b);
+XP_API int xp_time_dtrsamemonth(const xp_dtr *a, const xp_dtr *b);
+XP_API int xp_time_utcsameyear(xp_seconds a, xp_seconds b);
+XP_API int xp_time_localsameyear(xp_seconds a, xp_seconds b);
+XP_API int xp_time_dtrsameyear(const xp_dtr *a, const xp_dtr *b);
+
 #ifdef __cplusplus
 }
 #endif

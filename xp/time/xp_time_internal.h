@@ -1,0 +1,112 @@
+// Library-private parts of the time family: the zone lock, the per-second
+// caches, the daylight-saving interval tables and the calendar tables.
+// Not installed.
+#ifndef XP_TIME_INTERNAL_H
+#define XP_TIME_INTERNAL_H
+
+#include <time.h>
+
+#include <atomic>
+
+#include "xp/time/xp_time.h"
+
+namespace xpt {
+
+// Calendar tables. xt_days[m - 1] + day is the 0-based day of the year of a
+// date in month m of a common year; xt_mdays holds the longest length of
+// each month.
+extern const int32_t xt_days[13];
+extern const int32_t xt_mdays[12];
+
+// Years since 1900 of a record's year field, or -1 when out of range.
+long normal_year(unsigned year);
+
+// ---------------------------------------------------------------------------
+// The zone lock. One lock guards the per-second caches and both tables; every
+// function below whose name ends in _locked expects it held. It is never
+// taken twice by one thread: the public entry points take it once and call
+// only _locked helpers.
+extern std::atomic<bool> g_lock;
+void lock_contended();
+inline void lock() {
+  if (g_lock.exchange(true, std::memory_order_acquire)) lock_contended();
+}
+inline void unlock() {
+  g_lock.store(false, std::memory_order_release);
+}
+struct Locked {
+  Locked() { lock(); }
+  ~Locked() { unlock(); }
+  Locked(const Locked &) = delete;
+  Locked &operator=(const Locked &) = delete;
+};
+
+// ---------------------------------------------------------------------------
+// Daylight-saving interval table: segments of time values (start, end) in
+// ascending order, in which the amount is known. Segment i has value_even or
+// value_odd by the parity of i; between the end of one segment and the start
+// of the next the amount changes once, at a point not yet found.
+constexpr long kTableSegments = 128;
+struct xt_table {
+  long count;
+  long value_even;
+  long value_odd;
+  xp_seconds seg[];  // start(i) = seg[2i], end(i) = seg[2i + 1]
+};
+
+// Sampling of a new table: from 1970-01-01 00:00:01 every 28 days while
+// below 2038-01-19 03:14:07 (as time values).
+constexpr xp_seconds kSampleFirst = 2082844801UL;
+constexpr xp_seconds kSampleStep = 2419200UL;
+constexpr xp_seconds kSampleLimit = 4230328447UL;
+
+using raw_fn = long (*)(xp_seconds);
+
+// Builds a table from the raw function: one segment with amount 0 that
+// covers every value when observes_dst is false, else the sampled table.
+// Null when allocation fails.
+xt_table *table_build(raw_fn raw, bool observes_dst);
+// The amount at t from the table, narrowing the gap around t on a miss (at
+// most two raw queries); values outside the table are asked of raw directly.
+long table_lookup(xt_table *table, xp_seconds t, raw_fn raw);
+
+// The cached lookup: builds the table on first use (settling the zone's
+// daylight-saving observance first), drops it for t == 0.
+long xt_gmto_probe_locked(xp_seconds t, xt_table **table, raw_fn raw);
+// The same, taking the lock.
+long xt_gmto_probe(xp_seconds t, xt_table **table, raw_fn raw);
+
+// ---------------------------------------------------------------------------
+// Cached zone state, read through the helpers below (with the lock held).
+// A lookup or raw query never reads the offset again while it runs, so
+// callers read it (gmto_locked) before the first lookup of a call.
+long gmto_locked(time_t now);
+long dst_locked(time_t now);
+long localdst_locked(xp_seconds local);
+long utcdst_locked(xp_seconds utc);
+xp_seconds utctolocal_locked(xp_seconds utc, time_t now);
+long localdst_raw_locked(xp_seconds local);
+long utcdst_raw_locked(xp_seconds utc);
+long dtrdst_locked(const xp_dtr *dtr);
+
+// The local wall-clock time now as a record (all zero when the system cannot
+// tell); the current zone rules are reloaded first.
+bool now_record(xp_dtr *dtr);
+
+// ---------------------------------------------------------------------------
+// Inspection for tests.
+
+// Number of daylight-saving queries put to the system so far.
+unsigned long raw_query_count();
+// The tables now held (null when none); read them only while no other thread
+// uses the library.
+const xt_table *local_table();
+const xt_table *utc_table();
+// Daylight-saving observance of the zone (-1 not yet known, 3600, 0) and the
+// hemisphere mark (0 not checked, 1 agreed, -1 disagreed).
+long dst_bias();
+int dst_hemisphere();
+
+}  // namespace xpt
+
+#endif  // XP_TIME_INTERNAL_H
