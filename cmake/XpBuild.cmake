@@ -47,3 +47,18 @@ function(xp_fuzz name)
   target_link_libraries(${name} PRIVATE xp_static)
   xp_warnings(${name})
 endfunction()
+
+# The sources follow .clang-format: a test checks every tracked C, C++ and
+# Objective-C file (plain builds only; the check needs git and clang-format).
+function(xp_format_check)
+  find_program(XP_CLANG_FORMAT clang-format)
+  find_package(Git QUIET)
+  if(NOT XP_BUILD_TESTS OR XP_SANITIZE OR NOT XP_CLANG_FORMAT OR NOT GIT_FOUND
+     OR NOT EXISTS ${PROJECT_SOURCE_DIR}/.git)
+    return()
+  endif()
+  add_test(NAME source_format
+    COMMAND bash -c "git ls-files -z '*.c' '*.cpp' '*.h' '*.m' '*.mm' | xargs -0 \"$0\" --dry-run -Werror"
+      ${XP_CLANG_FORMAT}
+    WORKING_DIRECTORY ${PROJECT_SOURCE_DIR})
+endfunction()

@@ -6,7 +6,7 @@
 #include <string.h>
 
 int main(void) {
-  static const uint32_t tags[] = {XP_TYPE_STR, XP_TYPE_DATA, XP_TYPE_NTLD, XP_TYPE_FMTR,
+  static const uint32_t tags[] = {XP_TYPE_STR,  XP_TYPE_DATA, XP_TYPE_NTLD, XP_TYPE_FMTR,
                                   XP_TYPE_INTL, XP_TYPE_CRIT, XP_TYPE_SEMA};
   static const char *names[] = {"xstr", "data", "ntld", "fmtr", "intl", "crit", "sema"};
   for (size_t i = 0; i < sizeof tags / sizeof tags[0]; i++) {

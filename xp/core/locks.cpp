@@ -9,7 +9,9 @@ pthread_once_t g_global_once = PTHREAD_ONCE_INIT;
 pthread_mutex_t g_global_mutex;
 bool g_global_ready = false;
 
-void create_global() { g_global_ready = pthread_mutex_init(&g_global_mutex, nullptr) == 0; }
+void create_global() {
+  g_global_ready = pthread_mutex_init(&g_global_mutex, nullptr) == 0;
+}
 
 thread_local char t_thread_marker;
 
@@ -17,7 +19,9 @@ thread_local char t_thread_marker;
 
 namespace xpc {
 
-uintptr_t thread_id() { return reinterpret_cast<uintptr_t>(&t_thread_marker); }
+uintptr_t thread_id() {
+  return reinterpret_cast<uintptr_t>(&t_thread_marker);
+}
 
 }  // namespace xpc
 
@@ -52,7 +56,9 @@ void xp_crit_leave(xp_crit *cs) {
   if (cs) pthread_mutex_unlock(&cs->mutex);
 }
 
-int xp_crit_try(xp_crit *cs) { return cs && pthread_mutex_trylock(&cs->mutex) == 0 ? 1 : 0; }
+int xp_crit_try(xp_crit *cs) {
+  return cs && pthread_mutex_trylock(&cs->mutex) == 0 ? 1 : 0;
+}
 
 void xp_crit_release(void *obj) {
   auto *cs = static_cast<xp_crit *>(obj);

@@ -25,8 +25,12 @@ bool forced_failure() {
 
 namespace xpc {
 
-void fail_alloc_after(long k) { g_fail_countdown.store(k > 0 ? k : 0); }
-bool alloc_failure_pending() { return g_fail_countdown.load() > 0; }
+void fail_alloc_after(long k) {
+  g_fail_countdown.store(k > 0 ? k : 0);
+}
+bool alloc_failure_pending() {
+  return g_fail_countdown.load() > 0;
+}
 
 }  // namespace xpc
 
@@ -48,14 +52,28 @@ void *xp_realloc(void *block, size_t size) {
   return grown;
 }
 
-void xp_free(void *block) { std::free(block); }
-void xp_delete(void *block) { std::free(block); }
+void xp_free(void *block) {
+  std::free(block);
+}
+void xp_delete(void *block) {
+  std::free(block);
+}
 
-void *xp_memcpy(void *dst, const void *src, size_t n) { return std::memcpy(dst, src, n); }
-void *xp_memmov(void *dst, const void *src, size_t n) { return std::memmove(dst, src, n); }
-void *xp_memset(void *dst, int byte, size_t n) { return std::memset(dst, byte, n); }
-void *xp_memclr(void *dst, size_t n) { return std::memset(dst, 0, n); }
-int xp_memcmp(const void *a, const void *b, size_t n) { return std::memcmp(a, b, n); }
+void *xp_memcpy(void *dst, const void *src, size_t n) {
+  return std::memcpy(dst, src, n);
+}
+void *xp_memmov(void *dst, const void *src, size_t n) {
+  return std::memmove(dst, src, n);
+}
+void *xp_memset(void *dst, int byte, size_t n) {
+  return std::memset(dst, byte, n);
+}
+void *xp_memclr(void *dst, size_t n) {
+  return std::memset(dst, 0, n);
+}
+int xp_memcmp(const void *a, const void *b, size_t n) {
+  return std::memcmp(a, b, n);
+}
 
 void xp_memdump(const void *, size_t) {}
 

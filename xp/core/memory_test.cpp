@@ -10,7 +10,8 @@ namespace {
 TEST(Memory, AllocZeroFills) {
   auto *p = static_cast<unsigned char *>(xp_alloc(1000));
   ASSERT_NE(p, nullptr);
-  for (int i = 0; i < 1000; ++i) ASSERT_EQ(p[i], 0);
+  for (int i = 0; i < 1000; ++i)
+    ASSERT_EQ(p[i], 0);
   xp_free(p);
   void *empty = xp_alloc(0);
   EXPECT_NE(empty, nullptr);
@@ -20,7 +21,8 @@ TEST(Memory, AllocZeroFills) {
 TEST(Memory, ReallocOfNullAllocatesZeroed) {
   auto *p = static_cast<unsigned char *>(xp_realloc(nullptr, 64));
   ASSERT_NE(p, nullptr);
-  for (int i = 0; i < 64; ++i) ASSERT_EQ(p[i], 0);
+  for (int i = 0; i < 64; ++i)
+    ASSERT_EQ(p[i], 0);
   xp_free(p);
 }
 
@@ -62,7 +64,8 @@ TEST(Memory, ByteRoutinesReturnWhatTheSystemDoes) {
   EXPECT_EQ(xp_memset(buf, 'x', 3), buf);
   EXPECT_EQ(std::string(buf, 4), "xxx1");
   EXPECT_EQ(xp_memclr(buf, 16), buf);
-  for (char c : buf) EXPECT_EQ(c, 0);
+  for (char c : buf)
+    EXPECT_EQ(c, 0);
   char dst[4];
   EXPECT_EQ(xp_memcpy(dst, "abc", 4), dst);
   EXPECT_LT(xp_memcmp("abc", "abd", 3), 0);

@@ -8,8 +8,12 @@
 
 namespace {
 
-xp_obj *header(void *obj) { return static_cast<xp_obj *>(obj); }
-const xp_obj *header(const void *obj) { return static_cast<const xp_obj *>(obj); }
+xp_obj *header(void *obj) {
+  return static_cast<xp_obj *>(obj);
+}
+const xp_obj *header(const void *obj) {
+  return static_cast<const xp_obj *>(obj);
+}
 
 int address_order(const void *a, const void *b) {
   return reinterpret_cast<uintptr_t>(a) < reinterpret_cast<uintptr_t>(b) ? -1 : 1;
@@ -35,7 +39,9 @@ xp_obj *xp_new(uint32_t type, size_t size) {
   return obj;
 }
 
-xp_obj *xp_null_new(void) { return xp_new(XP_TYPE_NULL, sizeof(xp_obj)); }
+xp_obj *xp_null_new(void) {
+  return xp_new(XP_TYPE_NULL, sizeof(xp_obj));
+}
 
 void *xp_obj_retain(void *obj) {
   if (obj) std::atomic_ref<int32_t>(header(obj)->refs).fetch_add(1, std::memory_order_relaxed);
@@ -45,7 +51,8 @@ void *xp_obj_retain(void *obj) {
 int xp_prerelease(void *obj) {
   if (!obj) return 0;
   // The decision is taken on the value seen by the decrement itself.
-  int32_t before = std::atomic_ref<int32_t>(header(obj)->refs).fetch_sub(1, std::memory_order_acq_rel);
+  int32_t before =
+      std::atomic_ref<int32_t>(header(obj)->refs).fetch_sub(1, std::memory_order_acq_rel);
   return before <= 1;
 }
 
@@ -65,7 +72,9 @@ void xp_release(void *obj) {
   if (op) op(obj);
 }
 
-uint32_t xp_type(const void *obj) { return obj ? header(obj)->type : 0; }
+uint32_t xp_type(const void *obj) {
+  return obj ? header(obj)->type : 0;
+}
 
 int32_t xp_refs(const void *obj) {
   if (!obj) return 0;
@@ -84,8 +93,12 @@ int xp_compare(const void *a, const void *b) {
   return address_order(a, b);
 }
 
-int xp_order(void *, const void *a, const void *b) { return xp_compare(a, b); }
-int xp_match(void *, const void *a, const void *b) { return xp_compare(a, b); }
+int xp_order(void *, const void *a, const void *b) {
+  return xp_compare(a, b);
+}
+int xp_match(void *, const void *a, const void *b) {
+  return xp_compare(a, b);
+}
 
 xp_word xp_textify(void *obj, xp_word a, xp_word b, xp_word c) {
   if (!obj || !header(obj)->textify) return 0;
@@ -110,8 +123,8 @@ void *xp_duplicate(void *obj, xp_word arg) {
 int xp_instanceof(const void *obj, uint32_t type) {
   if (!obj) return 0;
   if (header(obj)->type == type) return 1;
-  xp_word r = xp_control(const_cast<void *>(obj), XP_CONTROL_INSTANCEOF,
-                         static_cast<xp_word>(type), 0);
+  xp_word r =
+      xp_control(const_cast<void *>(obj), XP_CONTROL_INSTANCEOF, static_cast<xp_word>(type), 0);
   return r != 0 ? 1 : 0;
 }
 

@@ -18,10 +18,16 @@ void counting_release(void *obj) {
   }
 }
 
-int compare_a(const void *, const void *) { return 42; }
-int compare_b(const void *, const void *) { return -42; }
+int compare_a(const void *, const void *) {
+  return 42;
+}
+int compare_b(const void *, const void *) {
+  return -42;
+}
 
-xp_word textify_echo(void *, xp_word a, xp_word b, xp_word c) { return a + b + c; }
+xp_word textify_echo(void *, xp_word a, xp_word b, xp_word c) {
+  return a + b + c;
+}
 
 xp_obj *g_copy = nullptr;
 xp_word control_kind(void *obj, int code, xp_word a, xp_word) {
@@ -52,7 +58,8 @@ TEST(Object, NewGivesWholeZeroedHeader) {
   }
   auto *big = reinterpret_cast<unsigned char *>(xp_new(XP_TYPE_STR, 256));
   ASSERT_NE(big, nullptr);
-  for (size_t i = sizeof(xp_obj); i < 256; ++i) ASSERT_EQ(big[i], 0) << i;
+  for (size_t i = sizeof(xp_obj); i < 256; ++i)
+    ASSERT_EQ(big[i], 0) << i;
   xp_release(big);
 }
 
@@ -139,7 +146,8 @@ TEST(Object, OrderFollowsTheFiveSteps) {
   EXPECT_EQ(xp_order(&ctx, x, y), xp_compare(x, y));
   EXPECT_EQ(xp_match(nullptr, s, x), xp_compare(s, x));
   EXPECT_EQ(xp_order(&ctx, nullptr, x), -1);
-  for (xp_obj *o : {x, y, s, top}) xp_release(o);
+  for (xp_obj *o : {x, y, s, top})
+    xp_release(o);
 }
 
 TEST(Object, DispatchesTextifyAndControl) {
@@ -165,7 +173,8 @@ TEST(Object, DuplicateSharesWhenThereIsNoCopy) {
   EXPECT_EQ(xp_duplicate(o, 1), g_copy);
   EXPECT_EQ(xp_refs(o), 3);
   xp_release(g_copy);
-  for (int i = 0; i < 3; ++i) xp_release(o);
+  for (int i = 0; i < 3; ++i)
+    xp_release(o);
 }
 
 TEST(Object, InstanceOfOwnTagOrThroughControl) {
@@ -210,7 +219,8 @@ TEST(Object, ConcurrentCountingFreesOnce) {
       xp_release(o);
     });
   }
-  for (auto &th : threads) th.join();
+  for (auto &th : threads)
+    th.join();
   EXPECT_EQ(xp_refs(o), 1);
   EXPECT_EQ(g_freed, 0);
   xp_release(o);

@@ -23,11 +23,11 @@ extern "C" {
  * the characters in order: XP_TAG('x','s','t','r') is stored as "xstr". A
  * constant expression, usable in switch labels. */
 #if defined(__BYTE_ORDER__) && __BYTE_ORDER__ == __ORDER_BIG_ENDIAN__
-#define XP_TAG(a, b, c, d)                                                                  \
+#define XP_TAG(a, b, c, d)                                                                     \
   ((uint32_t)(uint8_t)(a) << 24 | (uint32_t)(uint8_t)(b) << 16 | (uint32_t)(uint8_t)(c) << 8 | \
    (uint32_t)(uint8_t)(d))
 #else
-#define XP_TAG(a, b, c, d)                                                                 \
+#define XP_TAG(a, b, c, d)                                                               \
   ((uint32_t)(uint8_t)(a) | (uint32_t)(uint8_t)(b) << 8 | (uint32_t)(uint8_t)(c) << 16 | \
    (uint32_t)(uint8_t)(d) << 24)
 #endif
