@@ -3,6 +3,7 @@
 // points for time values.
 #include <string.h>
 
+#include "xp/intl/xp_intl.h"
 #include "xp/time/xp_time_internal.h"
 
 namespace {
@@ -70,30 +71,35 @@ struct Sink {
 enum class Name { abbrevday, day, abbrevmonth, month, am, pm, datesep, timesep };
 
 void put_name(Sink &s, Name which, int index) {
-  const char *text = nullptr;
+  char text[64];
+  intptr_t len = 0;
   switch (which) {
     case Name::abbrevday:
+      len = xp_intl_abbrevday(nullptr, index, text, sizeof text);
+      break;
     case Name::day:
-      if (index >= 0 && index < 7) text = xpt::xt_strs_days[index];
+      len = xp_intl_day(nullptr, index, text, sizeof text);
       break;
     case Name::abbrevmonth:
+      len = xp_intl_abbrevmonth(nullptr, index, text, sizeof text);
+      break;
     case Name::month:
-      if (index >= 1 && index <= 12) text = xpt::xt_strs_mons[index - 1];
+      len = xp_intl_month(nullptr, index, text, sizeof text);
       break;
     case Name::am:
-      text = "AM";
+      len = xp_intl_am(nullptr, text, sizeof text);
       break;
     case Name::pm:
-      text = "PM";
+      len = xp_intl_pm(nullptr, text, sizeof text);
       break;
     case Name::datesep:
-      text = "/";
+      len = xp_intl_datesep(nullptr, text, sizeof text);
       break;
     case Name::timesep:
-      text = ":";
+      len = xp_intl_timesep(nullptr, text, sizeof text);
       break;
   }
-  if (text) s.put(text, strlen(text));
+  if (len > 0) s.put(text, static_cast<size_t>(len));
 }
 
 int hour12(unsigned hour) {

@@ -8,6 +8,7 @@
 #include <string>
 
 #include "xp/fmt/xp_fmt.h"
+#include "xp/time/time_test_util.h"
 #include "xp/time/xp_time_internal.h"
 
 namespace {
@@ -60,6 +61,7 @@ TEST(TimeDirectives, AgreeWithStrftimeOnEveryDay) {
 }
 
 TEST(TimeDirectives, FieldsOfTheirOwn) {
+  xpt_test::StrftimeTexts texts;
   xp_dtr r = record(2006, 2, 15, 6, 34, 56);
   EXPECT_EQ("2006-02-15 06:34:56", timef("%Y-%m-%d %H:%M:%S", r));
   EXPECT_EQ("?|q|%|\n\t", timef("%Z|%q|%%|%n%t", r));
@@ -125,6 +127,7 @@ TEST(TimeDirectives, FormatBoundsAndEscapes) {
 }
 
 TEST(TimeDirectives, ValueEntryPoints) {
+  xpt_test::StrftimeTexts texts;
   xp_dtr r = record(2006, 2, 15, 6, 34, 56);
   xp_seconds local = xp_time_dtrtolocal(&r);
   char buf[64];
@@ -142,6 +145,18 @@ TEST(TimeDirectives, ValueEntryPoints) {
   EXPECT_EQ(std::string(date) + " " + time, buf);
 }
 
+TEST(TimeDirectives, NamesAndSeparatorsOfTheLocale) {
+  xpt_test::StrftimeTexts texts("de_DE.UTF-8");
+  if (!texts.ok()) GTEST_SKIP() << "no de_DE.UTF-8 locale";
+  xp_dtr r = record(2006, 12, 13, 22, 34, 56);
+  EXPECT_EQ("Mi|Mittwoch|Dez|Dezember|13.12.2006|22:34:56", timef("%a|%A|%b|%B|%x|%X", r));
+  EXPECT_EQ(".|:", timef("%/|%:", r));
+  // The RFC 822 writers keep to English.
+  char buf[48];
+  xp_time_dtrtorfc822datetime(&r, buf, sizeof buf);
+  EXPECT_EQ(0, strncmp(buf, "Wed, 13 Dec 2006 22:34:56 ", 26)) << buf;
+}
+
 // ---- The format engine's time directives -----------------------------------
 
 std::string fmt(const char *format, unsigned long value) {
@@ -152,6 +167,7 @@ std::string fmt(const char *format, unsigned long value) {
 }
 
 TEST(EngineTimeDirectives, PatternsAndFixedForms) {
+  xpt_test::StrftimeTexts texts;
   xp_dtr r = record(2006, 2, 15, 6, 34, 56);
   xp_seconds local = xp_time_dtrtolocal(&r);
   xp_seconds utc = xp_time_localtoutc(local);

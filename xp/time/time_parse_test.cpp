@@ -8,7 +8,10 @@
 
 #include <string>
 
+#include "xp/time/time_test_util.h"
 #include "xp/time/xp_time_internal.h"
+
+#include <memory>
 
 namespace {
 
@@ -186,16 +189,9 @@ TEST(MachineTimeParse, TheCLibrarysTextsOfEveryDay) {
 
 class LocaleParse : public ::testing::Test {
  protected:
-  void SetUp() override {
-    setlocale(LC_TIME, "C");
-    xpt::xt_locale_counter = 0;
-    xpt::xt_cm_counter = 0;
-  }
-  void TearDown() override {
-    setlocale(LC_TIME, "C");
-    xpt::xt_locale_counter = 0;
-    xpt::xt_cm_counter = 0;
-  }
+  void SetUp() override { texts_ = std::make_unique<xpt_test::StrftimeTexts>(); }
+  void TearDown() override { texts_.reset(); }
+  std::unique_ptr<xpt_test::StrftimeTexts> texts_;
   static std::string parse(const char *text, int32_t order, char sep = '/') {
     xp_dtr r;
     if (!xp_time_datetimefmttodtr(text, order, sep, &r)) return "fails";
@@ -284,7 +280,8 @@ TEST_F(LocaleParse, CachesFollowTheLocaleEveryTenThousandCalls) {
   char datesep[16];
   int32_t order;
   xpt::xt_getinternationalchars(datesep, nullptr, nullptr, nullptr, &order);
-  if (!setlocale(LC_TIME, "de_DE.UTF-8")) GTEST_SKIP() << "no de_DE.UTF-8 locale";
+  EXPECT_EQ(0, order);
+  if (!setlocale(LC_ALL, "de_DE.UTF-8")) GTEST_SKIP() << "no de_DE.UTF-8 locale";
   // Still the cached C locale characters until the counter comes round.
   xpt::xt_locale_counter = 5;
   xpt::xt_getinternationalchars(datesep, nullptr, nullptr, nullptr, &order);
@@ -295,25 +292,46 @@ TEST_F(LocaleParse, CachesFollowTheLocaleEveryTenThousandCalls) {
   EXPECT_EQ(1, order);
   EXPECT_STREQ(".", datesep);
   EXPECT_EQ("2006-02-15 22:34:00", parse("15.02.2006 22:34", order, 0));
-  // German month names as well as the English ones.
+  // The month names likewise, German as well as English ones.
   xp_dtr r;
+  xpt::xt_cm_counter = 3;
+  EXPECT_EQ(0, xp_time_datetimetodtr("15.Dez.2006", &r));
+  xpt::xt_cm_counter = 0;
   ASSERT_NE(0, xp_time_datetimetodtr("15.Dez.2006", &r));
   EXPECT_EQ("2006-12-15 00:00:00", fields(r));
   ASSERT_NE(0, xp_time_datetimetodtr("15.Mai.2006", &r));
   EXPECT_EQ("2006-05-15 00:00:00", fields(r));
-  ASSERT_NE(0, xp_time_datetimetodtr("15.May.2006", &r));
+  ASSERT_NE(0, xp_time_datetimetodtr("15.may.2006", &r));
   EXPECT_EQ("2006-05-15 00:00:00", fields(r));
   // A locale without markers keeps the defaults.
   char am[16], pm[16];
   xpt::xt_getinternationalchars(nullptr, nullptr, am, pm, nullptr);
   EXPECT_STREQ("AM", am);
   EXPECT_STREQ("PM", pm);
-  // Year first.
-  if (setlocale(LC_TIME, "sv_SE.UTF-8")) {
-    xpt::xt_locale_counter = 0;
-    xpt::xt_getinternationalchars(datesep, nullptr, nullptr, nullptr, &order);
-    EXPECT_EQ(2, order);
-    EXPECT_STREQ("-", datesep);
+}
+
+TEST(LocaleParsePlatform, OrderAndSeparatorsOfTheLocale) {
+  struct {
+    const char *locale;
+    int32_t order;
+    const char *datesep;
+    const char *text;
+  } cases[] = {{"en_US.UTF-8", 0, "/", "2/15/06 10:34:56 PM"},
+               {"de_DE.UTF-8", 1, ".", "15.02.06 22:34:56"},
+               {"ja_JP.UTF-8", 2, "/", "2006/02/15 22:34:56"}};
+  for (const auto &c : cases) {
+    SCOPED_TRACE(c.locale);
+    xpt_test::PlatformTexts texts(c.locale);
+    if (!texts.ok()) GTEST_SKIP() << "no platform date formatter";
+    char datesep[16], timesep[16];
+    int32_t order;
+    xpt::xt_getinternationalchars(datesep, timesep, nullptr, nullptr, &order);
+    EXPECT_EQ(c.order, order);
+    EXPECT_STREQ(c.datesep, datesep);
+    EXPECT_STREQ(":", timesep);
+    xp_dtr r;
+    ASSERT_NE(0, xp_time_datetimetodtr(c.text, &r));
+    EXPECT_EQ("2006-02-15 22:34:56", fields(r));
   }
 }
 

@@ -6,6 +6,7 @@
 #include <time.h>
 
 #include "xp/fmt/xp_fmt.h"
+#include "xp/intl/xp_intl_internal.h"
 #include "xp/time/xp_time_internal.h"
 
 namespace xpt {
@@ -15,12 +16,6 @@ const char *const xt_strs_mons[12] = {"Jan", "Feb", "Mar", "Apr", "May", "Jun",
                                       "Jul", "Aug", "Sep", "Oct", "Nov", "Dec"};
 
 namespace {
-
-// The platform's date formatter for the user's locale: the length of the
-// text, 0 when it could not format, -1 when there is no such formatter.
-long system_text(const xp_dtr *, int, char *, long) {
-  return -1;
-}
 
 // strftime conversion of each kind.
 const char *const kFallback[8] = {nullptr, "%b", "%p", "%x", "%x", "%X", "%X", "%a"};
@@ -102,7 +97,9 @@ long dtrstring_fallback(const xp_dtr *dtr, int kind, char *buf, long size) {
 
 long xt_dtrstring(const xp_dtr *dtr, int kind, char *buf, long size) {
   if (!dtr) return empty_text(buf, size);
-  long r = system_text(dtr, kind, buf, size);
+  // The platform's date formatter for the user's locale: -1 when there is
+  // none, 0 when it could not format.
+  long r = xpi::dtrstring_system(dtr, kind, buf, size);
   if (r >= 0) return r;
   return dtrstring_fallback(dtr, kind, buf, size);
 }

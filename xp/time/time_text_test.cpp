@@ -10,6 +10,7 @@
 #include <string>
 #include <vector>
 
+#include "xp/time/time_test_util.h"
 #include "xp/time/xp_time_internal.h"
 
 namespace {
@@ -124,6 +125,7 @@ TEST(Rfc822Text, EnglishNamesInEveryForm) {
 
 // The locale texts as strftime writes them in the C locale.
 TEST(LocaleText, FallbackKindsInTheCLocale) {
+  xpt_test::StrftimeTexts texts;
   xp_dtr r = record(2006, 2, 15, 6, 34, 56);
   const char *want[8] = {"", "Feb", "AM", "02/15/06", "02/15/06", "06:34:56", "06:34:56", "Wed"};
   char buf[64];
@@ -133,6 +135,7 @@ TEST(LocaleText, FallbackKindsInTheCLocale) {
     EXPECT_EQ(expect, buf) << kind;
     EXPECT_EQ(static_cast<long>(expect.size()), n) << kind;
     EXPECT_EQ(n, xpt::dtrstring_fallback(&r, kind, nullptr, 0));
+    EXPECT_EQ(n, xpt::xt_dtrstring(&r, kind, nullptr, 0));
   }
   r.hour = 22;
   xpt::dtrstring_fallback(&r, xpt::XT_AMPM, buf, sizeof buf);
@@ -147,30 +150,50 @@ TEST(LocaleText, FallbackKindsInTheCLocale) {
 }
 
 TEST(LocaleText, CutsAtCharacterBoundaries) {
-  if (!setlocale(LC_TIME, "ru_RU.UTF-8")) GTEST_SKIP() << "no ru_RU.UTF-8 locale";
+  xpt_test::StrftimeTexts texts("ru_RU.UTF-8");
+  if (!texts.ok()) GTEST_SKIP() << "no ru_RU.UTF-8 locale";
   xp_dtr r = record(2006, 2, 15, 6, 34, 56);
   char full[64], buf[64];
-  long n = xpt::dtrstring_fallback(&r, xpt::XT_ABBREVDAY, full, sizeof full);
-  setlocale(LC_TIME, "C");
+  long n = xpt::xt_dtrstring(&r, xpt::XT_ABBREVDAY, full, sizeof full);
   ASSERT_GT(n, 2);
   ASSERT_NE(0, full[0] & 0x80) << "expected a non-ASCII day name";
-  setlocale(LC_TIME, "ru_RU.UTF-8");
   for (long size = 1; size <= n + 1; ++size) {
-    long m = xpt::dtrstring_fallback(&r, xpt::XT_ABBREVDAY, buf, size);
+    long m = xpt::xt_dtrstring(&r, xpt::XT_ABBREVDAY, buf, size);
     EXPECT_LE(m, size - 1);
     EXPECT_EQ(0, memcmp(buf, full, static_cast<size_t>(m)));
     EXPECT_NE(0x80, static_cast<unsigned char>(full[m]) & 0xC0) << "cut inside a character";
   }
-  setlocale(LC_TIME, "C");
+}
+
+// The platform's formatter, where there is one, writes the locale's own
+// forms.
+TEST(LocaleText, PlatformFormatterForTheLocale) {
+  xpt_test::PlatformTexts texts("de_DE.UTF-8");
+  if (!texts.ok()) GTEST_SKIP() << "no platform date formatter";
+  xp_dtr r = record(2006, 2, 15, 22, 34, 56);
+  char buf[64];
+  EXPECT_EQ(8, xpt::xt_dtrstring(&r, xpt::XT_SHORTDATE, buf, sizeof buf));
+  EXPECT_STREQ("15.02.06", buf);
+  EXPECT_EQ(8, xpt::xt_dtrstring(&r, xpt::XT_TIMESECONDS, buf, sizeof buf));
+  EXPECT_STREQ("22:34:56", buf);
+  // The abbreviated weekday as it stands in a date (the day in front of it
+  // is cut off).
+  EXPECT_GT(xpt::xt_dtrstring(&r, xpt::XT_ABBREVDAY, buf, sizeof buf), 0);
+  EXPECT_EQ(0, strncmp(buf, "Mi", 2)) << buf;
+  EXPECT_EQ(3, xpt::xt_dtrstring(&r, xpt::XT_SHORTDATE, buf, 4));
+  EXPECT_STREQ("15.", buf);
+  // An unknown kind is the short date and the medium time.
+  EXPECT_GT(xpt::xt_dtrstring(&r, 9, buf, sizeof buf), 8);
 }
 
 TEST(LocaleText, DateTimeAndClock) {
+  xpt_test::StrftimeTexts texts;
   xp_dtr r = record(2006, 2, 15, 6, 34, 56);
   char buf[64];
   EXPECT_EQ(17, xp_time_dtrtodatetime(&r, buf, sizeof buf, 0, 1));
   std::string date(64, 0), time(64, 0);
-  date.resize(static_cast<size_t>(xt_dtrstring(&r, xpt::XT_SHORTDATE, date.data(), 64)));
-  time.resize(static_cast<size_t>(xt_dtrstring(&r, xpt::XT_TIMESECONDS, time.data(), 64)));
+  date.resize(static_cast<size_t>(xpt::xt_dtrstring(&r, xpt::XT_SHORTDATE, date.data(), 64)));
+  time.resize(static_cast<size_t>(xpt::xt_dtrstring(&r, xpt::XT_TIMESECONDS, time.data(), 64)));
   EXPECT_EQ(date + " " + time, buf);
   EXPECT_EQ(17, xp_time_dtrtodatetime(&r, nullptr, 0, 0, 1));
 
