@@ -52,6 +52,16 @@ struct Sink {
     put(p, static_cast<size_t>(end - p));
   }
 
+  // Four digits with leading zeros (a larger number in full).
+  void four(unsigned value) {
+    if (value > 9999 || !out || cap - n < 4) return num(value, 4);
+    out[n] = static_cast<char>('0' + value / 1000);
+    out[n + 1] = static_cast<char>('0' + value / 100 % 10);
+    out[n + 2] = static_cast<char>('0' + value / 10 % 10);
+    out[n + 3] = static_cast<char>('0' + value % 10);
+    n += 4;
+  }
+
   // Two digits with a leading zero: the common case, without the general
   // path.
   void two(unsigned value) {
@@ -231,7 +241,7 @@ void field(Sink &s, char c, const xp_dtr *dtr) {
     case 'y':
       return s.two(dtr->year % 100);
     case 'Y':
-      return s.num(dtr->year, 4);
+      return s.four(dtr->year);
     case 'z': {
       long off = xp_time_dtrgmto(dtr);
       long mag = off < 0 ? -off : off;
@@ -261,7 +271,10 @@ void run(Sink &s, const char *f, const char *end, const xp_dtr *dtr, char esc) {
       const char *q = p + 1;
       while (!at_end(q) && *q != esc)
         ++q;
-      s.put(p, static_cast<size_t>(q - p));
+      if (q - p == 1)
+        s.ch(*p);
+      else
+        s.put(p, static_cast<size_t>(q - p));
       p = q;
       continue;
     }
