@@ -1,20 +1,40 @@
-// Test scopes for the locale texts: strftime in a chosen C library locale
-// (the platform's formatter switched off), or the platform's formatter for
-// a chosen locale. Both reload the locale settings and the time parsers'
-// caches on entry and on exit.
+// Test helpers of the time texts: records, and scopes that take the locale
+// texts from strftime in a chosen C library locale (the platform's
+// formatter switched off) or from the platform's formatter for a chosen
+// locale. Both scopes reload the locale caches on entry and exit.
 #ifndef XP_TIME_TEST_UTIL_H
 #define XP_TIME_TEST_UTIL_H
 
 #include <locale.h>
+#include <stdio.h>
 #include <stdlib.h>
 
 #include <string>
 
-#include "xp/intl/xp_intl.h"
 #include "xp/intl/xp_intl_internal.h"
 #include "xp/time/xp_time_internal.h"
 
 namespace xpt_test {
+
+// A record with its weekday filled.
+inline xp_dtr record(int y, int mo, int d, int h, int mi, int s) {
+  xp_dtr r{static_cast<uint16_t>(y),
+           static_cast<uint16_t>(mo),
+           static_cast<uint16_t>(d),
+           static_cast<uint16_t>(h),
+           static_cast<uint16_t>(mi),
+           static_cast<uint16_t>(s),
+           0};
+  xp_time_localtodtr(xp_time_dtrtolocal(&r), &r);
+  return r;
+}
+
+inline std::string fields(const xp_dtr &r) {
+  char buf[64];
+  snprintf(buf, sizeof buf, "%04u-%02u-%02u %02u:%02u:%02u", r.year, r.month, r.day, r.hour,
+           r.minute, r.second);
+  return buf;
+}
 
 inline void reload_locale_caches() {
   xp_intl_reset(nullptr);
@@ -22,56 +42,32 @@ inline void reload_locale_caches() {
   xpt::xt_cm_counter = 0;
 }
 
-// Locale texts from strftime in the C library's locale `name`; ok() is
-// false when that locale is not installed (the scope then uses "C").
-class StrftimeTexts {
+// ok() is false when the locale is missing (strftime scope: then "C") or
+// the platform has no formatter.
+class LocaleTexts {
  public:
-  explicit StrftimeTexts(const char *name = "C") {
-    setenv("XP_INTL_NO_PLATFORM", "1", 1);
-    ok_ = setlocale(LC_ALL, name) != nullptr;
-    if (!ok_) setlocale(LC_ALL, "C");
-    reload_locale_caches();
-  }
-  ~StrftimeTexts() {
+  static LocaleTexts strftime(const char *name = "C") { return LocaleTexts(name, false); }
+  static LocaleTexts platform(const char *name) { return LocaleTexts(name, true); }
+  ~LocaleTexts() {
     unsetenv("XP_INTL_NO_PLATFORM");
+    unsetenv("LC_ALL");
     setlocale(LC_ALL, "C");
     reload_locale_caches();
   }
   bool ok() const { return ok_; }
-  StrftimeTexts(const StrftimeTexts &) = delete;
-  StrftimeTexts &operator=(const StrftimeTexts &) = delete;
 
  private:
-  bool ok_;
-};
-
-// Locale texts from the platform's formatter for the locale `name`; ok()
-// is false when the platform has no formatter.
-class PlatformTexts {
- public:
-  explicit PlatformTexts(const char *name) {
-    const char *old = getenv("LC_ALL");
-    had_ = old != nullptr;
-    if (had_) old_ = old;
-    setenv("LC_ALL", name, 1);
-    ok_ = xpi_load_framework(nullptr) != nullptr;
+  LocaleTexts(const char *name, bool platform) {
+    if (platform) {
+      setenv("LC_ALL", name, 1);
+      ok_ = xpi_load_framework(nullptr) != nullptr;
+    } else {
+      setenv("XP_INTL_NO_PLATFORM", "1", 1);
+      ok_ = setlocale(LC_ALL, name) != nullptr;
+    }
     reload_locale_caches();
   }
-  ~PlatformTexts() {
-    if (had_)
-      setenv("LC_ALL", old_.c_str(), 1);
-    else
-      unsetenv("LC_ALL");
-    reload_locale_caches();
-  }
-  bool ok() const { return ok_; }
-  PlatformTexts(const PlatformTexts &) = delete;
-  PlatformTexts &operator=(const PlatformTexts &) = delete;
-
- private:
   bool ok_;
-  bool had_;
-  std::string old_;
 };
 
 }  // namespace xpt_test
