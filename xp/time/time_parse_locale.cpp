@@ -2,6 +2,7 @@
 // the separators, markers and month names of the current locale; the
 // locale's characters and month names are measured from its own texts and
 // cached, refreshed every 10000 calls.
+#include <sched.h>
 #include <string.h>
 
 #include <atomic>
@@ -23,8 +24,8 @@ constexpr int32_t kRefreshEvery = 10000;
 std::atomic<bool> g_cache_lock{false};
 struct CacheLock {
   CacheLock() {
-    while (g_cache_lock.exchange(true, std::memory_order_acquire)) {
-    }
+    while (g_cache_lock.exchange(true, std::memory_order_acquire))
+      sched_yield();
   }
   ~CacheLock() { g_cache_lock.store(false, std::memory_order_release); }
   CacheLock(const CacheLock &) = delete;
