@@ -80,40 +80,10 @@ void load_time(xp_intl *o, xpi_formatter *f, const xp_dtr &at) {
   }
 }
 
-// The order of day, month and year in the short date of 15 February 2006:
-// numbers are counted until the day (15) turns up.
 void load_date(xp_intl *o, xpi_formatter *f, const xp_dtr &at) {
-  o->dateorder = 0;
-  o->datesep[0] = 0;
   char text[64];
   intptr_t n = xpi_formatter_date(f, &at, text, sizeof text);
-  if (n <= 0) {
-    o->dateorder = 1;
-  } else {
-    int count = 3;
-    long number = 0;
-    intptr_t i = 0;
-    while (i < n) {
-      if (is_digit(text[i])) {
-        number = number * 10 + (text[i] - '0');
-        if (number > 100000) number = 100000;  // no date field is that long
-        i++;
-        continue;
-      }
-      intptr_t run = i;
-      while (i < n && !is_digit(text[i]))
-        i++;
-      if (i - run == 1 && i < n && !o->datesep[0]) {
-        o->datesep[0] = text[run];
-        o->datesep[1] = 0;
-      }
-      if (number == 15) break;
-      number = 0;
-      if (--count == 0) break;
-    }
-    o->dateorder = count == 3 ? 1 : count == 2 ? 0 : count == 1 ? 2 : 0;
-  }
-  if (!o->datesep[0]) xp_fmt_string(o->datesep, sizeof o->datesep, "/");
+  o->dateorder = xpi::date_order(text, n, o->datesep);
 }
 
 void load_names(xpi_formatter *f, char (*names)[64], int count, int year, int month, int day,
@@ -124,33 +94,10 @@ void load_names(xpi_formatter *f, char (*names)[64], int count, int year, int mo
   }
 }
 
-// Group sizes from a number pattern, walked from its end: a "," closes a
-// group; a "." or ";" forgets the groups so far (fraction part, negative
-// subpattern). An empty pattern leaves the grouping empty (for localeconv).
 void load_grouping(xpi_formatter *f, char *grouping) {
   char pattern[32];
   intptr_t n = xpi_formatter_number(f, XPI_PATTERN_REQUEST, pattern, sizeof pattern);
-  if (n <= 0) {
-    grouping[0] = 0;
-    return;
-  }
-  unsigned char sizes[15];
-  int entries = 0;
-  unsigned count = 0;
-  for (intptr_t i = n - 1; i >= 0; i--) {
-    char c = pattern[i];
-    if (c == ',') {
-      if (entries < 15) sizes[entries++] = (unsigned char)(count > 127 ? 127 : count);
-      count = 0;
-    } else if (c == '.' || c == ';') {
-      entries = 0;
-      count = 0;
-    } else {
-      count++;
-    }
-  }
-  memcpy(grouping, sizes, (size_t)entries);
-  grouping[entries] = entries ? 0 : (char)kNoMoreGroups;
+  xpi::grouping_of_pattern(pattern, n, grouping);
 }
 
 void from_localeconv(const char *value, char *field) {
@@ -259,6 +206,9 @@ void load(xp_intl *o) {
 xp_intl *shared() {
   // The first load happens once, whichever thread comes first.
   static xp_intl *const loaded = [] {
+    // A static object: counted, typed, and never freed (no release).
+    g_default.obj.refs = 1;
+    g_default.obj.type = XP_TYPE_INTL;
     set_expiry(&g_default, (uint64_t)xp_time_getutc() + 600);
     load(&g_default);
     return &g_default;
@@ -306,6 +256,64 @@ xp_intl *xpi_reload(xp_intl *intl) {
 }
 
 namespace xpi {
+
+// Numbers are counted until the day (15) turns up; the first lone byte
+// between two numbers is the separator.
+int32_t date_order(const char *text, intptr_t n, char *sep) {
+  sep[0] = 0;
+  int32_t order = 1;
+  if (n > 0) {
+    int count = 3;
+    long number = 0;
+    intptr_t i = 0;
+    while (i < n) {
+      if (is_digit(text[i])) {
+        number = number * 10 + (text[i] - '0');
+        if (number > 100000) number = 100000;  // no date field is that long
+        i++;
+        continue;
+      }
+      intptr_t run = i;
+      while (i < n && !is_digit(text[i]))
+        i++;
+      if (i - run == 1 && i < n && !sep[0]) {
+        sep[0] = text[run];
+        sep[1] = 0;
+      }
+      if (number == 15) break;
+      number = 0;
+      if (--count == 0) break;
+    }
+    order = count == 3 ? 1 : count == 2 ? 0 : count == 1 ? 2 : 0;
+  }
+  if (!sep[0]) xp_fmt_string(sep, 16, "/");
+  return order;
+}
+
+void grouping_of_pattern(const char *pattern, intptr_t n, char *grouping) {
+  if (n <= 0) {
+    grouping[0] = 0;
+    return;
+  }
+  unsigned char sizes[15];
+  int entries = 0;
+  unsigned count = 0;
+  for (intptr_t i = n - 1; i >= 0; i--) {
+    char c = pattern[i];
+    if (c == ',') {
+      if (entries < 15) sizes[entries++] = (unsigned char)(count > 127 ? 127 : count);
+      count = 0;
+    } else if (c == '.' || c == ';') {
+      entries = 0;
+      count = 0;
+    } else {
+      count++;
+    }
+  }
+  memcpy(grouping, sizes, (size_t)entries);
+  grouping[entries] = entries ? 0 : (char)kNoMoreGroups;
+}
+
 unsigned long load_count() {
   return g_loads.load(std::memory_order_relaxed);
 }

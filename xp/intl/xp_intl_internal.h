@@ -130,6 +130,18 @@ intptr_t formatter_symbol(xpi_formatter *f, int symbol, char *buf, size_t size);
 // platform's services are absent (the caller then takes its own fallback).
 long dtrstring_system(const xp_dtr *dtr, int kind, char *buf, long size);
 
+// The date order (0 month-day-year, 1 day-month-year, 2 year-month-day)
+// of the short date text of 15 February 2006 (n bytes), and its separator
+// into sep (16 bytes; "/" when none shows). An empty text gives 1.
+int32_t date_order(const char *text, intptr_t n, char *sep);
+
+// Group sizes of a number pattern (n bytes) into grouping (16 bytes): the
+// pattern is walked from its end, a "," closes a group, a "." or ";"
+// forgets the groups so far; at most 15 sizes, then 0 (the last repeats),
+// or 0xFF alone when there are none. An empty pattern leaves the grouping
+// empty, so that the C library's grouping completes it.
+void grouping_of_pattern(const char *pattern, intptr_t n, char *grouping);
+
 // Test hooks: loads done by xpi_reload so far (each counts, whatever object).
 unsigned long load_count();
 

@@ -1,0 +1,120 @@
+// Locale settings against the C library, side by side in one run:
+//  - an accessor on a loaded object (the decimal separator, and the
+//    grouping) against localeconv and a bounded copy of its field;
+//  - a full load with the platform's locale services against the C
+//    library's own way to the same settings (a new locale object and
+//    nl_langinfo_l of names, markers and formats).
+// Each reports ns per call of both and the ratio peer / xp ("speedup").
+// The locale is de_DE.UTF-8.
+#include <benchmark/benchmark.h>
+
+#include <langinfo.h>
+#include <locale.h>
+#include <stdlib.h>
+#include <string.h>
+#include <time.h>
+
+#include "xp/intl/xp_intl.h"
+
+namespace {
+
+double thread_ns() {
+  struct timespec ts;
+  clock_gettime(CLOCK_THREAD_CPUTIME_ID, &ts);
+  return static_cast<double>(ts.tv_sec) * 1e9 + static_cast<double>(ts.tv_nsec);
+}
+
+void use_locale() {
+  setenv("LC_ALL", "de_DE.UTF-8", 1);
+  setenv("LANG", "de_DE.UTF-8", 1);
+  setlocale(LC_ALL, "de_DE.UTF-8");
+}
+
+template <class Ours, class Peer>
+void side_by_side(benchmark::State &state, size_t count, Ours ours, Peer peer) {
+  double ours_ns = 0, peer_ns = 0;
+  size_t calls = 0;
+  for (auto _ : state) {
+    double t0 = thread_ns();
+    for (size_t i = 0; i < count; ++i)
+      ours();
+    double t1 = thread_ns();
+    for (size_t i = 0; i < count; ++i)
+      peer();
+    double t2 = thread_ns();
+    ours_ns += t1 - t0;
+    peer_ns += t2 - t1;
+    calls += count;
+  }
+  state.counters["xp_ns"] = ours_ns / static_cast<double>(calls);
+  state.counters["peer_ns"] = peer_ns / static_cast<double>(calls);
+  state.counters["speedup"] = peer_ns / ours_ns;
+}
+
+size_t bounded_copy(char *buf, size_t size, const char *text) {
+  size_t n = strnlen(text, size - 1);
+  memcpy(buf, text, n);
+  buf[n] = 0;
+  return n;
+}
+
+void BM_AccessorDecimal(benchmark::State &state) {
+  use_locale();
+  xp_intl *o = xp_intl_new();
+  char buf[16];
+  side_by_side(
+      state, 4096,
+      [&] {
+        benchmark::DoNotOptimize(xp_intl_decimal(o, buf, sizeof buf));
+        benchmark::ClobberMemory();
+      },
+      [&] {
+        benchmark::DoNotOptimize(bounded_copy(buf, sizeof buf, localeconv()->decimal_point));
+        benchmark::ClobberMemory();
+      });
+  xp_release(o);
+}
+BENCHMARK(BM_AccessorDecimal);
+
+void BM_AccessorGrouping(benchmark::State &state) {
+  use_locale();
+  xp_intl *o = xp_intl_new();
+  char buf[16];
+  side_by_side(
+      state, 4096,
+      [&] {
+        benchmark::DoNotOptimize(xp_intl_grouping(o, buf, sizeof buf));
+        benchmark::ClobberMemory();
+      },
+      [&] {
+        benchmark::DoNotOptimize(bounded_copy(buf, sizeof buf, localeconv()->grouping));
+        benchmark::ClobberMemory();
+      });
+  xp_release(o);
+}
+BENCHMARK(BM_AccessorGrouping);
+
+void BM_FullLoad(benchmark::State &state) {
+  use_locale();
+  xp_intl *o = xp_intl_new();
+  static const nl_item kItems[] = {
+      MON_1,   MON_2,   MON_3,   MON_4,    MON_5,    MON_6,    MON_7,     MON_8,   MON_9,
+      MON_10,  MON_11,  MON_12,  ABMON_1,  ABMON_2,  ABMON_3,  ABMON_4,   ABMON_5, ABMON_6,
+      ABMON_7, ABMON_8, ABMON_9, ABMON_10, ABMON_11, ABMON_12, DAY_1,     DAY_2,   DAY_3,
+      DAY_4,   DAY_5,   DAY_6,   DAY_7,    ABDAY_1,  ABDAY_2,  ABDAY_3,   ABDAY_4, ABDAY_5,
+      ABDAY_6, ABDAY_7, AM_STR,  PM_STR,   D_FMT,    T_FMT,    RADIXCHAR, THOUSEP, CRNCYSTR};
+  char buf[64];
+  side_by_side(
+      state, 4, [&] { benchmark::DoNotOptimize(xp_intl_reset(o)); },
+      [&] {
+        locale_t loc = newlocale(LC_ALL_MASK, "de_DE.UTF-8", nullptr);
+        for (nl_item item : kItems)
+          bounded_copy(buf, sizeof buf, nl_langinfo_l(item, loc));
+        benchmark::ClobberMemory();
+        freelocale(loc);
+      });
+  xp_release(o);
+}
+BENCHMARK(BM_FullLoad)->Unit(benchmark::kMicrosecond);
+
+}  // namespace

@@ -1,0 +1,242 @@
+// On-demand formatters, the platform path of the locale time texts, the
+// run-time loader, the UTF-16 conversion and the currency table.
+#include <string.h>
+
+#include <string>
+
+#include <gtest/gtest.h>
+#include <unicode/ucurr.h>
+
+#include "xp/core/xp_core_internal.h"
+#include "xp/intl/intl_test_util.h"
+#include "xp/intl/platform.h"
+#include "xp/intl/xp_intl_internal.h"
+
+using xpi_test::Locale;
+using xpi_test::Platform;
+
+namespace {
+
+const xp_dtr kMarch15 = {2006, 3, 15, 22, 34, 56, 3};
+
+std::string date_of(uintptr_t kind, xp_dtr dtr = kMarch15) {
+  xpi_formatter *f = xpi_formatter_new(nullptr, kind);
+  char b[64];
+  intptr_t n = xpi_formatter_date(f, &dtr, b, sizeof b);
+  EXPECT_EQ((size_t)n, strlen(b));
+  xp_release(f);
+  return b;
+}
+
+std::string number_of(uintptr_t kind, int64_t value) {
+  xpi_formatter *f = xpi_formatter_new(nullptr, kind);
+  char b[64];
+  intptr_t n = xpi_formatter_number(f, value, b, sizeof b);
+  EXPECT_EQ((size_t)n, strlen(b));
+  xp_release(f);
+  return b;
+}
+
+std::string system_text(int kind, xp_dtr dtr = kMarch15) {
+  char b[64];
+  long n = xpi::dtrstring_system(&dtr, kind, b, sizeof b);
+  EXPECT_EQ(n, (long)strlen(b));
+  return b;
+}
+
+TEST(FormatterPlatform, DateKindsInGerman) {
+  Locale l("de_DE.UTF-8", Platform::on);
+  const char *expect[] = {
+      "",      "M\xC3\xA4rz", "M\xC3\xA4rz", "PM", "15.03.06", "Mittwoch, 15. M\xC3\xA4rz 2006",
+      "22:34", "22:34:56",    "Mittwoch",    "Mi."};
+  for (uintptr_t kind = 1; kind <= 9; kind++)
+    EXPECT_EQ(date_of(kind), expect[kind]) << kind;
+  xp_dtr y = kMarch15;
+  y.year = 106;  // short years count from 1900 on the platform path
+  EXPECT_EQ(date_of(XPI_SHORTDATE, y), "15.03.06");
+}
+
+TEST(FormatterPlatform, NumbersPatternsAndProperties) {
+  Locale l("de_DE.UTF-8", Platform::on);
+  EXPECT_EQ(number_of(XPI_DECIMAL, 1234567), "1.234.567");
+  EXPECT_EQ(number_of(XPI_DECIMAL, XPI_PATTERN_REQUEST), "#,##0.###");
+  EXPECT_EQ(number_of(XPI_CURRENCY, 5), "5,00\xC2\xA0\xE2\x82\xAC");
+  EXPECT_EQ(number_of(XPI_MONTH, 12), "12");  // a date kind: the library's own
+
+  xpi_formatter *f = xpi_formatter_new(nullptr, XPI_CURRENCY);
+  ASSERT_NE(f->platform, nullptr);
+  char b[16];
+  std::string props;
+  for (int sel : {'+', '-', '.', ','}) {
+    intptr_t n = xpi_formatter_getprop(f, sel, b, sizeof b);
+    EXPECT_EQ(n, 1);
+    props += b;
+  }
+  EXPECT_EQ(props, "+-,.");
+  EXPECT_EQ(xpi_formatter_getprop(f, ',', nullptr, 0), 1);
+  for (int other : {0, (int)'x', (int)';'}) {
+    strcpy(b, "junk");
+    EXPECT_EQ(xpi_formatter_getprop(f, other, b, sizeof b), 0);
+    EXPECT_EQ(b[0], 0);
+  }
+  xp_release(f);
+
+  // The Swedish minus is U+2212: cut whole or not at all.
+  Locale sv("sv_SE.UTF-8", Platform::on);
+  f = xpi_formatter_new(nullptr, XPI_DECIMAL);
+  EXPECT_EQ(xpi_formatter_getprop(f, '-', b, sizeof b), 3);
+  EXPECT_EQ(xpi_formatter_getprop(f, '-', b, 3), 0);
+  EXPECT_STREQ(b, "");
+  xp_release(f);
+}
+
+TEST(FormatterFallback, StrftimeOfTheKindsConversion) {
+  Locale l("de_DE.UTF-8", Platform::off);
+  xpi_formatter *f = xpi_formatter_new(nullptr, XPI_MONTH);
+  EXPECT_EQ(f->platform, nullptr);
+  EXPECT_STREQ(f->fallback, "%B");
+  xp_release(f);
+  const char *expect[] = {"",           "M\xC3\xA4rz", "M\xC3\xA4r", "",         "15.03.2006",
+                          "15.03.2006", "22:34:56",    "22:34:56",   "Mittwoch", "Mi"};
+  for (uintptr_t kind = 1; kind <= 9; kind++)
+    EXPECT_EQ(date_of(kind), expect[kind]) << kind;
+
+  // 6 and 2006 are 2006, 69 is 2069; every year below 1970 gets 100 added
+  // to its count from 1900, so 1969 is (as it always was) 3969.
+  const std::pair<uint16_t, const char *> years[] = {{6, "15.03.2006"},
+                                                     {2006, "15.03.2006"},
+                                                     {69, "15.03.2069"},
+                                                     {1969, "15.03.3969"},
+                                                     {1970, "15.03.1970"}};
+  for (auto [year, text] : years) {
+    xp_dtr y = kMarch15;
+    y.year = year;
+    EXPECT_EQ(date_of(XPI_SHORTDATE, y), text) << year;
+  }
+
+  // Cut short, strftime gives nothing; a null buffer measures.
+  f = xpi_formatter_new(nullptr, XPI_FULLDATE);
+  char b[4];
+  EXPECT_EQ(xpi_formatter_date(f, &kMarch15, b, sizeof b), 0);
+  EXPECT_EQ(b[0], 0);
+  EXPECT_EQ(xpi_formatter_date(f, &kMarch15, nullptr, 0), 10);
+  xp_release(f);
+}
+
+TEST(FormatterFallback, NumbersAndUnknownKinds) {
+  Locale l("C", Platform::off);
+  xp_intl_reset(nullptr);
+  EXPECT_EQ(number_of(XPI_DECIMAL, 1234567), "1234567");
+  EXPECT_EQ(number_of(XPI_DECIMAL, XPI_PATTERN_REQUEST), "");
+  EXPECT_EQ(number_of(XPI_SHORTDATE, XPI_PATTERN_REQUEST), "%x");
+
+  Locale de("de_DE.UTF-8", Platform::on);
+  for (uintptr_t kind : {0, 12}) {
+    xpi_formatter *f = xpi_formatter_new(nullptr, kind);
+    ASSERT_NE(f, nullptr);
+    EXPECT_EQ(xp_type(f), XP_TYPE_FMTR);
+    EXPECT_EQ(f->platform, nullptr);
+    EXPECT_EQ(f->fallback, nullptr);
+    char b[16] = "junk";
+    EXPECT_EQ(xpi_formatter_date(f, &kMarch15, b, sizeof b), 0);
+    EXPECT_EQ(b[0], 0);
+    EXPECT_EQ(xpi_formatter_number(f, XPI_PATTERN_REQUEST, b, sizeof b), 0);
+    EXPECT_EQ(xpi_formatter_number(f, 77, b, sizeof b), 2);
+    xp_release(f);
+  }
+  xpc::fail_alloc_after(1);
+  EXPECT_EQ(xpi_formatter_new(nullptr, XPI_DECIMAL), nullptr);
+  xp_intl_reset(nullptr);
+}
+
+TEST(DtrStringSystem, KindsStylesCutsAndAbsence) {
+  Locale de("de_DE.UTF-8", Platform::on);
+  const char *expect[] = {"15.03.06, 22:34:56",
+                          "M\xC3\xA4rz",
+                          "PM",
+                          "15.03.06",
+                          "Mittwoch, 15. M\xC3\xA4rz 2006",
+                          "22:34",
+                          "22:34:56",
+                          "Mi.",
+                          "15.03.06, 22:34:56"};
+  for (int kind = 0; kind <= 8; kind++)
+    EXPECT_EQ(system_text(kind), expect[kind]) << kind;
+  char b[8];
+  // "März" cut to 2 bytes would split the a-umlaut: only "M" is kept.
+  EXPECT_EQ(xpi::dtrstring_system(&kMarch15, 1, b, 3), 1);
+  EXPECT_STREQ(b, "M");
+  EXPECT_EQ(xpi::dtrstring_system(&kMarch15, 4, nullptr, 0), 24);
+  strcpy(b, "junk");
+  EXPECT_EQ(xpi::dtrstring_system(&kMarch15, 3, b, 0), 0);
+  EXPECT_STREQ(b, "junk");
+  {
+    Locale us("en_US.UTF-8", Platform::on);
+    EXPECT_EQ(system_text(6), "10:34:56\xE2\x80\xAFPM");
+    xp_dtr y = kMarch15;
+    y.year = 106;
+    EXPECT_EQ(system_text(3, y), "3/15/06");
+  }
+  Locale off("de_DE.UTF-8", Platform::off);
+  EXPECT_EQ(xpi::dtrstring_system(&kMarch15, 3, b, sizeof b), -1);
+  EXPECT_EQ(b[0], 0);
+}
+
+TEST(PlatformLoader, VersionedFunctionsTheSwitchAndTheLocaleName) {
+  {
+    Locale l("de_DE.UTF-8", Platform::on);
+    void *lib = xpi_load_framework("ignored");
+    ASSERT_NE(lib, nullptr);
+    EXPECT_EQ(xpi_load_framework(nullptr), lib);  // one handle serves all
+    EXPECT_NE(xpi_get_func("unum_formatInt64"), nullptr);
+    EXPECT_EQ(xpi_get_func("no_such_function"), nullptr);
+    setenv("LC_ALL", "de_DE.UTF-8@euro", 1);
+    char name[16];
+    xpi::current_locale(name, sizeof name);
+    EXPECT_STREQ(name, "de_DE");
+    setenv("LC_ALL", "C.UTF-8", 1);
+    xpi::current_locale(name, sizeof name);
+    EXPECT_STREQ(name, "en_US_POSIX");
+  }
+  Locale off("de_DE.UTF-8", Platform::off);
+  EXPECT_EQ(xpi_load_framework(nullptr), nullptr);
+  setenv("XP_INTL_NO_PLATFORM", "0", 1);
+  EXPECT_NE(xpi_load_framework(nullptr), nullptr);
+}
+
+TEST(PlatformLoader, Utf8FromUtf16) {
+  const char16_t text[] = {u'a', 0x00E4, 0x20AC, 0xD83D, 0xDE00, 0xDC00, u'z', 0};
+  char b[32];
+  EXPECT_EQ(xpi::utf8_from_utf16(b, sizeof b, text, -1), 14u);
+  EXPECT_STREQ(b, "a\xC3\xA4\xE2\x82\xAC\xF0\x9F\x98\x80\xEF\xBF\xBDz");
+  // A pair cut by the count is a lone surrogate; a character that does not
+  // fit is left out whole.
+  EXPECT_EQ(xpi::utf8_from_utf16(b, sizeof b, text, 4), 9u);
+  EXPECT_STREQ(b, "a\xC3\xA4\xE2\x82\xAC\xEF\xBF\xBD");
+  EXPECT_EQ(xpi::utf8_from_utf16(b, 6, text, -1), 3u);
+  EXPECT_EQ(xpi::utf8_from_utf16(b, 1, text, -1), 0u);
+  EXPECT_EQ(b[0], 0);
+}
+
+TEST(CurrencyTable, AscendingCodesThatThePlatformAgreesWith) {
+  size_t n = 0;
+  uint16_t last = 0;
+  for (const xpi_currency *c = xpi_currencies; c->number; c++, n++) {
+    EXPECT_GT(c->number, last) << c->code;
+    last = c->number;
+    ASSERT_EQ(strlen(c->code), 3u);
+    UChar code[4] = {(UChar)c->code[0], (UChar)c->code[1], (UChar)c->code[2], 0};
+    EXPECT_EQ(ucurr_getNumericCode(code), c->number) << c->code;
+    EXPECT_EQ(xpi_currency_number(c->code), c->number);
+  }
+  ASSERT_GE(n, 150u);
+  EXPECT_EQ(
+      std::string(xpi_currencies[0].code) + xpi_currencies[n - 2].code + xpi_currencies[n - 1].code,
+      "ALLBRLXXX");
+  EXPECT_EQ(xpi_currencies[n - 1].number, 999);
+  EXPECT_EQ(xpi_currency_number("eur"), 0);
+  EXPECT_EQ(xpi_currency_number("EURO"), 0);
+  EXPECT_EQ(xpi_currency_number(nullptr), 0);
+}
+
+}  // namespace
