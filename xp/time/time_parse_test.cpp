@@ -7,6 +7,8 @@
 #include <time.h>
 
 #include <string>
+#include <thread>
+#include <vector>
 
 #include "xp/time/time_test_util.h"
 
@@ -225,6 +227,22 @@ TEST(LocaleParse, CachesFollowTheLocaleEveryTenThousandCalls) {
   EXPECT_EQ("2006-12-15 00:00:00", fields(r));
   ASSERT_NE(0, xp_time_datetimetodtr("15.may.2006 22:34", &r));
   EXPECT_EQ("2006-05-15 22:34:00", fields(r));
+}
+
+TEST(LocaleParse, ThreadsShareTheCachesWhileTheyRefresh) {
+  std::vector<std::thread> threads;
+  for (int t = 0; t < 4; ++t)
+    threads.emplace_back([] {
+      for (int i = 0; i < 200; ++i) {
+        xpt::xt_locale_counter = 0;
+        xpt::xt_cm_counter = 0;
+        xp_dtr r;
+        ASSERT_NE(0, xp_time_datetimefmttodtr("15/Feb/2006 22:34", 1, '/', &r));
+        ASSERT_EQ("2006-02-15 22:34:00", fields(r));
+      }
+    });
+  for (auto &t : threads)
+    t.join();
 }
 
 TEST(LocaleParse, PlatformOrderAndSeparators) {
