@@ -148,6 +148,107 @@ XP_API int xp_time_utcsameyear(xp_seconds a, xp_seconds b);
 XP_API int xp_time_localsameyear(xp_seconds a, xp_seconds b);
 XP_API int xp_time_dtrsameyear(const xp_dtr *a, const xp_dtr *b);
 
+/* ---------------------------------------------------------------------------
+ * Time texts
+ *
+ * Writers take a buffer (null: measure only) and its size and answer the
+ * length of the text, terminator not counted; with a buffer they write at
+ * most size - 1 bytes and terminate.
+ *
+ * Locale texts (dates and clock times as the user's locale writes them) are
+ * cut to the buffer. The fixed forms (general time, RFC 822) are all or
+ * nothing: a buffer below their full size gives 0.
+ * ------------------------------------------------------------------------- */
+
+/* Clock time of the day, with or without seconds. */
+XP_API long xp_time_utctotime(xp_seconds utc, char *buf, long size, int seconds);
+XP_API long xp_time_localtotime(xp_seconds local, char *buf, long size, int seconds);
+XP_API long xp_time_dtrtotime(const xp_dtr *dtr, char *buf, long size, int seconds);
+/* Date, short or long. */
+XP_API long xp_time_utctodate(xp_seconds utc, char *buf, long size, int longdate);
+XP_API long xp_time_localtodate(xp_seconds local, char *buf, long size, int longdate);
+XP_API long xp_time_dtrtodate(const xp_dtr *dtr, char *buf, long size, int longdate);
+/* Date, a blank, clock time. When the date alone fills the buffer, only the
+ * date is written. */
+XP_API long xp_time_utctodatetime(xp_seconds utc, char *buf, long size, int longdate, int seconds);
+XP_API long xp_time_localtodatetime(xp_seconds local, char *buf, long size, int longdate,
+                                    int seconds);
+XP_API long xp_time_dtrtodatetime(const xp_dtr *dtr, char *buf, long size, int longdate,
+                                  int seconds);
+/* Clock time of a count of seconds since midnight (hours are not reduced
+ * to a day). */
+XP_API long xp_time_secondstotime(unsigned long seconds, char *buf, long size, int withseconds);
+
+/* General time, YYYYMMDDhhmmss then "Z" (UTC, needs size 16) or the zone
+ * offset as +hhmm / -hhmm (local, needs size 20). */
+XP_API long xp_time_utctogeneraltime(xp_seconds utc, char *buf, long size);
+XP_API long xp_time_localtogeneraltime(xp_seconds local, char *buf, long size);
+XP_API long xp_time_dtrtogeneraltime(const xp_dtr *dtr, char *buf, long size);
+/* RFC 822 date-time with English names: "Thu, 01 Jan 1970 00:00:00 GMT"
+ * (UTC, needs size 30) or with the zone offset instead of GMT (local, needs
+ * size 32; the record's weekday must be filled). */
+XP_API long xp_time_utctorfc822datetime(xp_seconds utc, char *buf, long size);
+XP_API long xp_time_localtorfc822datetime(xp_seconds local, char *buf, long size);
+XP_API long xp_time_dtrtorfc822datetime(const xp_dtr *dtr, char *buf, long size);
+
+/* Writes a record by a strftime-like format whose fields start with the
+ * escape character (0: '%'). A negative length means the format runs to its
+ * zero byte. Output is cut at size - 1 bytes and terminated; a null buf
+ * measures. Answers the bytes produced. Fields: a A b h B c C d D e F G g H
+ * I j k l m M n p r R s S t T u U v V w W x X y Y z Z + / : and the escape
+ * itself; any other character stands for itself; O and E modifiers are
+ * skipped. Z gives "?"; s gives the record's local value. */
+XP_API long xpf_time(char *buf, long size, const char *format, long length, const xp_dtr *dtr,
+                     int escape);
+/* xpf_time of the local time of a utc value, or of a local value, with '%'
+ * as escape; a null format means "%x %X". */
+XP_API long xp_fmt_utctime(char *buf, long size, const char *format, xp_seconds utc);
+XP_API long xp_fmt_localtime(char *buf, long size, const char *format, xp_seconds local);
+
+/* ---------------------------------------------------------------------------
+ * Reading time texts
+ *
+ * Texts are zero-terminated and never read past their terminator.
+ * ------------------------------------------------------------------------- */
+
+/* General time: up to seven two-digit fields (century, year, month, day,
+ * hour, minute, second; missing ones are 0), then "Z" (UTC), "L" or nothing
+ * (local time), or +hhmm / -hhmm (UTC with that offset); blanks around are
+ * allowed. The record comes out in local time; 1 on success, 0 on a
+ * malformed text. The value forms answer 0 on a malformed text and
+ * XP_TIME_OUT_OF_RANGE for a year out of range. */
+XP_API int xp_time_generaltimetodtr(const char *text, xp_dtr *dtr);
+XP_API xp_seconds xp_time_generaltimetoutc(const char *text);
+XP_API xp_seconds xp_time_generaltimetolocal(const char *text);
+/* ISO 8601 combined: YYYY-MM-DDThh:mm:ss, optionally .fff, then "Z" or an
+ * offset +hh:mm / +hhmm. 0 on failure. */
+XP_API xp_seconds xp_time_iso8601combinedtoutc(const char *text);
+XP_API xp_seconds xp_time_iso8601combinedtolocal(const char *text);
+
+/* A date and time as a user types it: date numbers in the given order (0
+ * month-day-year, 1 day-month-year, 2 year-month-day) joined by "/" or the
+ * separator (0: the locale's date separator), month names allowed, then a
+ * clock time with ":" or the locale's time separator and an optional AM/PM
+ * marker. A missing date is today, a missing year the current one, a
+ * missing time midnight. The record is filled with the current time first,
+ * then on success with the normalised local time (a year after 2038 gives
+ * the record of XP_TIME_OUT_OF_RANGE); non-zero on success. */
+XP_API int xp_time_datetimefmttodtr(const char *text, int32_t order, char separator, xp_dtr *dtr);
+/* The same in the locale's order and separator. */
+XP_API int xp_time_datetimetodtr(const char *text, xp_dtr *dtr);
+/* The same with the time of day set to 0; 1 on success. */
+XP_API int xp_time_datetodtr(const char *text, xp_dtr *dtr);
+/* Local values of those: 0 on failure, XP_TIME_OUT_OF_RANGE for a year out
+ * of range. */
+XP_API xp_seconds xp_time_datetimetolocal(const char *text);
+XP_API xp_seconds xp_time_datetolocal(const char *text);
+/* Utc values of those (the offset at the record's wall-clock time); 0 on
+ * failure or out of range. */
+XP_API xp_seconds xp_time_datetimetoutc(const char *text);
+XP_API xp_seconds xp_time_datetoutc(const char *text);
+/* Seconds since midnight of a clock time read as above; 0 on failure. */
+XP_API unsigned long xp_time_timetoseconds(const char *text);
+
 #ifdef __cplusplus
 }
 #endif

@@ -94,6 +94,51 @@ long dtrdst_locked(const xp_dtr *dtr);
 bool now_record(xp_dtr *dtr);
 
 // ---------------------------------------------------------------------------
+// Time texts.
+
+// English day and month abbreviations ("Sun"..., "Jan"...), by weekday and
+// by month - 1.
+extern const char *const xt_strs_days[7];
+extern const char *const xt_strs_mons[12];
+
+// Kinds of the locale texts.
+enum {
+  XT_ABBREVMONTH = 1,
+  XT_AMPM = 2,
+  XT_SHORTDATE = 3,
+  XT_LONGDATE = 4,
+  XT_TIME = 5,         // without seconds
+  XT_TIMESECONDS = 6,  // with seconds
+  XT_ABBREVDAY = 7
+};
+
+// The record as the user's locale writes the kind: from the platform's date
+// formatter when there is one, else strftime in the C library's locale.
+// Cut to size - 1 bytes (at a character boundary) and terminated; a null
+// buf measures. 0 when nothing could be formatted (or an unknown kind
+// without the platform's formatter).
+long xt_dtrstring(const xp_dtr *dtr, int kind, char *buf, long size);
+// The strftime half of it, for tests.
+long dtrstring_fallback(const xp_dtr *dtr, int kind, char *buf, long size);
+
+// General time into a record: want_local asks for local time, else UTC.
+// 1 on success, 0 on a malformed text.
+int xt_gentimetodtr(const char *text, xp_dtr *out, int want_local);
+
+// The locale's date separator, time separator, morning and afternoon
+// markers (16 bytes each, terminated) and date order, measured with
+// xt_dtrstring and cached; the cache is refreshed on every 10000th call.
+// Each output may be null.
+void xt_getinternationalchars(char *datesep, char *timesep, char *am, char *pm, int32_t *datefmt);
+// The locale's abbreviated month names (January first), cached the same
+// way with a counter of its own.
+void xt_monthname(char months[12][64]);
+// Call counters of those caches; a count that is a multiple of 10000 makes
+// the next call refresh (tests set them to 0).
+extern std::atomic<int32_t> xt_locale_counter;
+extern std::atomic<int32_t> xt_cm_counter;
+
+// ---------------------------------------------------------------------------
 // Inspection for tests.
 
 // Number of daylight-saving queries put to the system so far.

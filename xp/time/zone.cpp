@@ -221,7 +221,12 @@ xp_seconds utctolocal_locked(xp_seconds utc, time_t now) {
 bool now_record(xp_dtr *dtr) {
   *dtr = xp_dtr{};
   struct tm tm;
-  if (!local_now(time(nullptr), &tm)) return false;
+  {
+    // Under the zone lock like every other reload of the zone rules, so
+    // that one thread's reload never overlaps another's.
+    Locked guard;
+    if (!local_now(time(nullptr), &tm)) return false;
+  }
   dtr->year = static_cast<uint16_t>(tm.tm_year < 1900 ? tm.tm_year + 1900 : tm.tm_year);
   dtr->month = static_cast<uint16_t>(tm.tm_mon + 1);
   dtr->day = static_cast<uint16_t>(tm.tm_mday);

@@ -1,0 +1,75 @@
+// Test helpers of the time texts: records, and scopes that take the locale
+// texts from strftime in a chosen C library locale (the platform's
+// formatter switched off) or from the platform's formatter for a chosen
+// locale. Both scopes reload the locale caches on entry and exit.
+#ifndef XP_TIME_TEST_UTIL_H
+#define XP_TIME_TEST_UTIL_H
+
+#include <locale.h>
+#include <stdio.h>
+#include <stdlib.h>
+
+#include <string>
+
+#include "xp/intl/xp_intl_internal.h"
+#include "xp/time/xp_time_internal.h"
+
+namespace xpt_test {
+
+// A record with its weekday filled.
+inline xp_dtr record(int y, int mo, int d, int h, int mi, int s) {
+  xp_dtr r{static_cast<uint16_t>(y),
+           static_cast<uint16_t>(mo),
+           static_cast<uint16_t>(d),
+           static_cast<uint16_t>(h),
+           static_cast<uint16_t>(mi),
+           static_cast<uint16_t>(s),
+           0};
+  xp_time_localtodtr(xp_time_dtrtolocal(&r), &r);
+  return r;
+}
+
+inline std::string fields(const xp_dtr &r) {
+  char buf[64];
+  snprintf(buf, sizeof buf, "%04u-%02u-%02u %02u:%02u:%02u", r.year, r.month, r.day, r.hour,
+           r.minute, r.second);
+  return buf;
+}
+
+inline void reload_locale_caches() {
+  xp_intl_reset(nullptr);
+  xpt::xt_locale_counter = 0;
+  xpt::xt_cm_counter = 0;
+}
+
+// ok() is false when the locale is missing (strftime scope: then "C") or
+// the platform has no formatter.
+class LocaleTexts {
+ public:
+  static LocaleTexts strftime(const char *name = "C") { return LocaleTexts(name, false); }
+  static LocaleTexts platform(const char *name) { return LocaleTexts(name, true); }
+  ~LocaleTexts() {
+    unsetenv("XP_INTL_NO_PLATFORM");
+    unsetenv("LC_ALL");
+    setlocale(LC_ALL, "C");
+    reload_locale_caches();
+  }
+  bool ok() const { return ok_; }
+
+ private:
+  LocaleTexts(const char *name, bool platform) {
+    if (platform) {
+      setenv("LC_ALL", name, 1);
+      ok_ = xpi_load_framework(nullptr) != nullptr;
+    } else {
+      setenv("XP_INTL_NO_PLATFORM", "1", 1);
+      ok_ = setlocale(LC_ALL, name) != nullptr;
+    }
+    reload_locale_caches();
+  }
+  bool ok_;
+};
+
+}  // namespace xpt_test
+
+#endif  // XP_TIME_TEST_UTIL_H
