@@ -5,8 +5,14 @@
 namespace xpn {
 namespace {
 
+// Bytes that must be readable at a writer for its two operation slots to be
+// looked at.
+constexpr uint64_t kWriterProbe = offsetof(xp_obj, release) + sizeof(xp_release_op);
+
 // Resolves a reader's argument; for a writer, *limit receives its capacity.
-const uint8_t *resolve(const void *arg, uint64_t *limit) {
+// `readable` is how many bytes the caller vouches for at `arg`: with fewer
+// than a writer's slots need, the argument can only be an item.
+const uint8_t *resolve(const void *arg, uint64_t *limit, uint64_t readable) {
   if (!arg) return nullptr;
   const auto *p = static_cast<const uint8_t *>(arg);
   // A writer shows a plausible reference count and the type "ntld" where an
@@ -16,7 +22,7 @@ const uint8_t *resolve(const void *arg, uint64_t *limit) {
   // which is then far beyond the header, so the rest of the two slots lies
   // within the item's data and may be read.
   auto refs = static_cast<int32_t>(load32(p));
-  if (refs >= 1 && refs <= 0xFFFFFF && load32(p + 4) == XP_TYPE_NTLD) {
+  if (readable >= kWriterProbe && refs >= 1 && refs <= 0xFFFFFF && load32(p + 4) == XP_TYPE_NTLD) {
     xp_retain_op retain = xp_obj_retain;
     if (std::memcmp(p + offsetof(xp_obj, retain), &retain, 4) == 0) {
       xp_release_op release;
@@ -101,7 +107,7 @@ int32_t long_value(const uint8_t *child) {
 }  // namespace
 
 const uint8_t *item_of(const void *arg) {
-  return resolve(arg, nullptr);
+  return resolve(arg, nullptr, UINT64_MAX);
 }
 
 }  // namespace xpn
@@ -119,7 +125,7 @@ uint32_t xp_ntld_verify(const void *item, intptr_t available) {
   if (!item || available < intptr_t{kHeader}) return 0;
   uint64_t limit = uint64_t(available);
   uint64_t capacity = limit;
-  const uint8_t *p = resolve(item, &capacity);
+  const uint8_t *p = resolve(item, &capacity, limit);
   if (!p) return 0;
   if (capacity < limit) limit = capacity;
   uint64_t length = length_of(p);

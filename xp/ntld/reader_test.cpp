@@ -2,6 +2,7 @@
 // level, typed values, and verification of one level.
 #include <gtest/gtest.h>
 
+#include <cstdlib>
 #include <cstring>
 #include <vector>
 
@@ -57,6 +58,19 @@ TEST(NtldReader, WriterAndItemPointerReadAlike) {
   }
   EXPECT_EQ(xp_ntld_verify(w, 1000), 108u) << "bounded by the writer's capacity";
   EXPECT_EQ(xp_ntld_verify(buf, 107), 0u);
+
+  // Outside bytes that imitate a writer's count, type and retain slot are
+  // still only an item to verify: nothing past what is available is read.
+  {
+    xp_retain_op retain = xp_obj_retain;
+    const uint32_t head[2] = {1, XP_TYPE_NTLD};
+    auto *forged = static_cast<uint8_t *>(std::malloc(21));
+    std::memset(forged, 0, 21);
+    std::memcpy(forged, head, sizeof head);
+    std::memcpy(forged + 8, &retain, 4);
+    EXPECT_EQ(xp_ntld_verify(forged, 21), 0u);
+    std::free(forged);
+  }
 
   // An open container, or a writer without a buffer, reads as nothing.
   xp_ntld_reset(w, buf, sizeof buf);
