@@ -13,34 +13,73 @@ inline xp_seconds &seg_start(xt_table *t, long i) {
 inline xp_seconds &seg_end(xt_table *t, long i) {
   return t->seg[2 * i + 1];
 }
+// Picked by index rather than by a branch: lookups land on even and odd
+// segments alike, and a mispredicted choice would cost more than the rest
+// of a lookup.
 inline long seg_amount(const xt_table *t, long i) {
-  return i & 1 ? t->value_odd : t->value_even;
+  const long amounts[2] = {t->value_even, t->value_odd};
+  return amounts[i & 1];
 }
 // Amounts are told apart by being zero or not.
 inline bool agree(long a, long b) {
   return (a != 0) == (b != 0);
 }
 
-// The spread of the last tables searched, kept as a reciprocal so that a
-// guess costs a multiplication: it changes only when a table is built or
-// its segment 1 is moved. Used with the zone lock held, like the tables.
-struct Spread {
-  const xt_table *table;
-  long count;
-  xp_seconds base, last;
-  uint64_t reciprocal;  // 2^32 / span, 0 when the span is 0
-};
-Spread g_spread[2];
-unsigned g_spread_next;
+// A coarse index of the last tables searched: for each stretch of 2^22
+// seconds (about 48 days) from the first sample on, the last segment that
+// started at or before the stretch's beginning. Starts only ever move
+// earlier while a table lives, so an entry stays a lower bound of the
+// segment sought and at most a step or two up finds it. Used with the zone
+// lock held, like the tables.
+constexpr unsigned kIndexShift = 22;
+constexpr size_t kIndexSize = ((xp_seconds{0xffffffffUL} - kSampleFirst) >> kIndexShift) + 1;
+static_assert(kTableSegments <= 256, "an index entry is one byte");
 
-uint64_t reciprocal_of(const xt_table *t, xp_seconds base, xp_seconds last) {
-  for (Spread &s : g_spread)
-    if (s.table == t && s.count == t->count && s.base == base && s.last == last)
-      return s.reciprocal;
-  Spread &s = g_spread[g_spread_next++ & 1];
-  uint64_t span = (last - base) / static_cast<xp_seconds>(t->count - 1);
-  s = Spread{t, t->count, base, last, span ? (uint64_t{1} << 32) / span : 0};
-  return s.reciprocal;
+struct Index {
+  const xt_table *table;
+  uint8_t first[kIndexSize];
+};
+Index g_index[2];
+unsigned g_index_next;
+
+[[gnu::noinline]] const uint8_t *index_build(const xt_table *t) {
+  Index &x = g_index[g_index_next++ & 1];
+  x.table = t;
+  long i = 0;
+  for (size_t b = 0; b < kIndexSize; ++b) {
+    xp_seconds at = kSampleFirst + (static_cast<xp_seconds>(b) << kIndexShift);
+    while (i + 1 < t->count && t->seg[2 * (i + 1)] <= at)
+      ++i;
+    x.first[b] = static_cast<uint8_t>(i);
+  }
+  return x.first;
+}
+
+inline const uint8_t *index_of(const xt_table *t) {
+  if (g_index[0].table == t) return g_index[0].first;
+  if (g_index[1].table == t) return g_index[1].first;
+  return index_build(t);
+}
+
+// A miss: v lies in the gap after segment i, where the amount switches
+// once. Halve the gap; if that does not settle v, ask for v itself and move
+// the nearer edge to it. Kept out of line so that hits stay lean.
+[[gnu::noinline]] long narrow_gap(xt_table *t, long i, xp_seconds v, raw_fn raw) {
+  xp_seconds mid = seg_end(t, i) + ((seg_start(t, i + 1) - seg_end(t, i)) >> 1);
+  long amount = raw(mid);
+  if (agree(amount, seg_amount(t, i))) {
+    seg_end(t, i) = mid;
+    if (mid >= v) return seg_amount(t, i);
+  } else {
+    seg_start(t, i + 1) = mid;
+    if (mid <= v) return seg_amount(t, i + 1);
+  }
+  amount = raw(v);
+  if (agree(amount, seg_amount(t, i)))
+    seg_end(t, i) = v;
+  else
+    seg_start(t, i + 1) = v;
+  return amount;
 }
 
 }  // namespace
@@ -50,6 +89,10 @@ xt_table *table_build(raw_fn raw, bool observes_dst) {
   auto *t = static_cast<xt_table *>(
       xp_alloc(sizeof(xt_table) + 2 * static_cast<size_t>(segments) * sizeof(xp_seconds)));
   if (!t) return nullptr;
+  // A new table may take the place of a freed one: forget any index made
+  // for that address.
+  for (Index &x : g_index)
+    if (x.table == t) x.table = nullptr;
   t->count = 1;
   if (!observes_dst) {
     // One segment over every value that a 32-bit count can hold, amount 0.
@@ -88,43 +131,20 @@ long table_lookup(xt_table *t, xp_seconds v, raw_fn raw) {
   xp_seconds first = seg_start(t, 0), last = seg_end(t, n - 1);
   if (v < first || v > last) return raw(v);
 
-  // Guess the segment as if the segments were spread evenly, then walk to
-  // the one that starts at or before v with no later one that does. Segment
-  // 0 reaches back to 0, far before any switch, so the spread is taken from
-  // the start of segment 1 on; the walk makes any guess exact.
+  // Start from the index entry of v's stretch (0 before the first sample)
+  // and step up to the last segment that starts at or before v. The step
+  // is usually one or none, taken without a branch.
   long i = 0;
-  if (n > 1 && v >= seg_start(t, 1)) {
-    xp_seconds base = seg_start(t, 1);
-    // (v - base) / span, at most one short; the walk below makes up for it.
-    // Values beyond 32 bits lie after the last segment or in a table of
-    // one segment, and never get here.
-    uint64_t guess = (static_cast<uint64_t>(v - base) * reciprocal_of(t, base, last)) >> 32;
-    i = guess < static_cast<xp_seconds>(n - 2) ? static_cast<long>(guess) + 1 : n - 1;
+  if (n > 1 && v >= kSampleFirst) {
+    xp_seconds b = (v - kSampleFirst) >> kIndexShift;
+    i = index_of(t)[b < kIndexSize ? b : kIndexSize - 1];
+    long up = i + 1 < n ? i + 1 : i;
+    i += static_cast<long>(up != i) & static_cast<long>(seg_start(t, up) <= v);
+    while (i + 1 < n && seg_start(t, i + 1) <= v)
+      ++i;
   }
-  while (i > 0 && seg_start(t, i) > v)
-    --i;
-  while (i + 1 < n && seg_start(t, i + 1) <= v)
-    ++i;
   if (v <= seg_end(t, i)) return seg_amount(t, i);
-
-  // v lies in the gap after segment i, where the amount switches once.
-  // Halve the gap; if that does not settle v, ask for v itself and move the
-  // nearer edge to it.
-  xp_seconds mid = seg_end(t, i) + ((seg_start(t, i + 1) - seg_end(t, i)) >> 1);
-  long amount = raw(mid);
-  if (agree(amount, seg_amount(t, i))) {
-    seg_end(t, i) = mid;
-    if (mid >= v) return seg_amount(t, i);
-  } else {
-    seg_start(t, i + 1) = mid;
-    if (mid <= v) return seg_amount(t, i + 1);
-  }
-  amount = raw(v);
-  if (agree(amount, seg_amount(t, i)))
-    seg_end(t, i) = v;
-  else
-    seg_start(t, i + 1) = v;
-  return amount;
+  return narrow_gap(t, i, v, raw);
 }
 
 }  // namespace xpt
