@@ -14,41 +14,15 @@
 #include <string.h>
 #include <time.h>
 
+#include "bench/side_by_side.h"
 #include "xp/intl/xp_intl.h"
 
 namespace {
-
-double thread_ns() {
-  struct timespec ts;
-  clock_gettime(CLOCK_THREAD_CPUTIME_ID, &ts);
-  return static_cast<double>(ts.tv_sec) * 1e9 + static_cast<double>(ts.tv_nsec);
-}
 
 void use_locale() {
   setenv("LC_ALL", "de_DE.UTF-8", 1);
   setenv("LANG", "de_DE.UTF-8", 1);
   setlocale(LC_ALL, "de_DE.UTF-8");
-}
-
-template <class Ours, class Peer>
-void side_by_side(benchmark::State &state, size_t count, Ours ours, Peer peer) {
-  double ours_ns = 0, peer_ns = 0;
-  size_t calls = 0;
-  for (auto _ : state) {
-    double t0 = thread_ns();
-    for (size_t i = 0; i < count; ++i)
-      ours();
-    double t1 = thread_ns();
-    for (size_t i = 0; i < count; ++i)
-      peer();
-    double t2 = thread_ns();
-    ours_ns += t1 - t0;
-    peer_ns += t2 - t1;
-    calls += count;
-  }
-  state.counters["xp_ns"] = ours_ns / static_cast<double>(calls);
-  state.counters["peer_ns"] = peer_ns / static_cast<double>(calls);
-  state.counters["speedup"] = peer_ns / ours_ns;
 }
 
 size_t bounded_copy(char *buf, size_t size, const char *text) {
@@ -62,13 +36,13 @@ void BM_AccessorDecimal(benchmark::State &state) {
   use_locale();
   xp_intl *o = xp_intl_new();
   char buf[16];
-  side_by_side(
+  bench::side_by_side(
       state, 4096,
-      [&] {
+      [&](size_t) {
         benchmark::DoNotOptimize(xp_intl_decimal(o, buf, sizeof buf));
         benchmark::ClobberMemory();
       },
-      [&] {
+      [&](size_t) {
         benchmark::DoNotOptimize(bounded_copy(buf, sizeof buf, localeconv()->decimal_point));
         benchmark::ClobberMemory();
       });
@@ -80,13 +54,13 @@ void BM_AccessorGrouping(benchmark::State &state) {
   use_locale();
   xp_intl *o = xp_intl_new();
   char buf[16];
-  side_by_side(
+  bench::side_by_side(
       state, 4096,
-      [&] {
+      [&](size_t) {
         benchmark::DoNotOptimize(xp_intl_grouping(o, buf, sizeof buf));
         benchmark::ClobberMemory();
       },
-      [&] {
+      [&](size_t) {
         benchmark::DoNotOptimize(bounded_copy(buf, sizeof buf, localeconv()->grouping));
         benchmark::ClobberMemory();
       });
@@ -104,9 +78,9 @@ void BM_FullLoad(benchmark::State &state) {
       DAY_4,   DAY_5,   DAY_6,   DAY_7,    ABDAY_1,  ABDAY_2,  ABDAY_3,   ABDAY_4, ABDAY_5,
       ABDAY_6, ABDAY_7, AM_STR,  PM_STR,   D_FMT,    T_FMT,    RADIXCHAR, THOUSEP, CRNCYSTR};
   char buf[64];
-  side_by_side(
-      state, 4, [&] { benchmark::DoNotOptimize(xp_intl_reset(o)); },
-      [&] {
+  bench::side_by_side(
+      state, 4, [&](size_t) { benchmark::DoNotOptimize(xp_intl_reset(o)); },
+      [&](size_t) {
         locale_t loc = newlocale(LC_ALL_MASK, "de_DE.UTF-8", nullptr);
         for (nl_item item : kItems)
           bounded_copy(buf, sizeof buf, nl_langinfo_l(item, loc));

@@ -12,17 +12,11 @@
 
 #include <vector>
 
+#include "bench/side_by_side.h"
 #include "xp/time/xp_time.h"
 
 namespace {
 
-// Time on this thread's processor clock: the machine may be shared, and
-// time spent descheduled would blur the comparison.
-double thread_ns() {
-  struct timespec ts;
-  clock_gettime(CLOCK_THREAD_CPUTIME_ID, &ts);
-  return static_cast<double>(ts.tv_sec) * 1e9 + static_cast<double>(ts.tv_nsec);
-}
 constexpr size_t kCount = 4096;
 
 struct Inputs {
@@ -57,31 +51,10 @@ const Inputs &inputs() {
   return in;
 }
 
-template <class Ours, class Peer>
-void side_by_side(benchmark::State &state, Ours ours, Peer peer) {
-  double ours_ns = 0, peer_ns = 0;
-  size_t calls = 0;
-  for (auto _ : state) {
-    double t0 = thread_ns();
-    for (size_t i = 0; i < kCount; ++i)
-      ours(i);
-    double t1 = thread_ns();
-    for (size_t i = 0; i < kCount; ++i)
-      peer(i);
-    double t2 = thread_ns();
-    ours_ns += t1 - t0;
-    peer_ns += t2 - t1;
-    calls += kCount;
-  }
-  state.counters["xp_ns"] = ours_ns / static_cast<double>(calls);
-  state.counters["peer_ns"] = peer_ns / static_cast<double>(calls);
-  state.counters["speedup"] = peer_ns / ours_ns;
-}
-
 void BM_UtcToLocal_vs_localtime_r(benchmark::State &state) {
   const Inputs &in = inputs();
-  side_by_side(
-      state, [&](size_t i) { benchmark::DoNotOptimize(xp_time_utctolocal(in.values[i])); },
+  bench::side_by_side(
+      state, kCount, [&](size_t i) { benchmark::DoNotOptimize(xp_time_utctolocal(in.values[i])); },
       [&](size_t i) {
         struct tm tm;
         localtime_r(&in.posix[i], &tm);
@@ -92,8 +65,8 @@ BENCHMARK(BM_UtcToLocal_vs_localtime_r);
 
 void BM_LocalToDtr_vs_gmtime_r(benchmark::State &state) {
   const Inputs &in = inputs();
-  side_by_side(
-      state,
+  bench::side_by_side(
+      state, kCount,
       [&](size_t i) {
         xp_dtr r;
         xp_time_localtodtr(in.values[i], &r);
@@ -109,8 +82,9 @@ BENCHMARK(BM_LocalToDtr_vs_gmtime_r);
 
 void BM_DtrToLocal_vs_timegm(benchmark::State &state) {
   const Inputs &in = inputs();
-  side_by_side(
-      state, [&](size_t i) { benchmark::DoNotOptimize(xp_time_dtrtolocal(&in.records[i])); },
+  bench::side_by_side(
+      state, kCount,
+      [&](size_t i) { benchmark::DoNotOptimize(xp_time_dtrtolocal(&in.records[i])); },
       [&](size_t i) {
         struct tm tm = in.tms[i];
         benchmark::DoNotOptimize(timegm(&tm));

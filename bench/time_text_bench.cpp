@@ -11,17 +11,11 @@
 #include <string>
 #include <vector>
 
+#include "bench/side_by_side.h"
 #include "xp/time/xp_time.h"
 
 namespace {
 
-// Time on this thread's processor clock: the machine may be shared, and
-// time spent descheduled would blur the comparison.
-double thread_ns() {
-  struct timespec ts;
-  clock_gettime(CLOCK_THREAD_CPUTIME_ID, &ts);
-  return static_cast<double>(ts.tv_sec) * 1e9 + static_cast<double>(ts.tv_nsec);
-}
 constexpr size_t kCount = 4096;
 
 struct Inputs {
@@ -55,31 +49,10 @@ const Inputs &inputs() {
   return in;
 }
 
-template <class Ours, class Peer>
-void side_by_side(benchmark::State &state, Ours ours, Peer peer) {
-  double ours_ns = 0, peer_ns = 0;
-  size_t calls = 0;
-  for (auto _ : state) {
-    double t0 = thread_ns();
-    for (size_t i = 0; i < kCount; ++i)
-      ours(i);
-    double t1 = thread_ns();
-    for (size_t i = 0; i < kCount; ++i)
-      peer(i);
-    double t2 = thread_ns();
-    ours_ns += t1 - t0;
-    peer_ns += t2 - t1;
-    calls += kCount;
-  }
-  state.counters["xp_ns"] = ours_ns / static_cast<double>(calls);
-  state.counters["peer_ns"] = peer_ns / static_cast<double>(calls);
-  state.counters["speedup"] = peer_ns / ours_ns;
-}
-
 void BM_GeneralTimeToUtc_vs_strptime_timegm(benchmark::State &state) {
   const Inputs &in = inputs();
-  side_by_side(
-      state,
+  bench::side_by_side(
+      state, kCount,
       [&](size_t i) { benchmark::DoNotOptimize(xp_time_generaltimetoutc(in.general[i].c_str())); },
       [&](size_t i) {
         struct tm tm {};
@@ -91,8 +64,8 @@ BENCHMARK(BM_GeneralTimeToUtc_vs_strptime_timegm);
 
 void BM_Iso8601ToUtc_vs_strptime_timegm(benchmark::State &state) {
   const Inputs &in = inputs();
-  side_by_side(
-      state,
+  bench::side_by_side(
+      state, kCount,
       [&](size_t i) { benchmark::DoNotOptimize(xp_time_iso8601combinedtoutc(in.iso[i].c_str())); },
       [&](size_t i) {
         struct tm tm {};
@@ -106,8 +79,8 @@ void BM_Xpf_time_vs_strftime(benchmark::State &state) {
   const Inputs &in = inputs();
   static const char kFormat[] = "%Y-%m-%dT%H:%M:%S";
   char buf[64];
-  side_by_side(
-      state,
+  bench::side_by_side(
+      state, kCount,
       [&](size_t i) {
         benchmark::DoNotOptimize(xpf_time(buf, sizeof buf, kFormat, -1, &in.records[i], 0));
         benchmark::ClobberMemory();
