@@ -26,7 +26,7 @@ struct Args {
   va_list *ap;
 };
 
-struct Spec {
+struct Field {
   uint32_t flags = 0;
   size_t width = 0;
   size_t precision = 6;
@@ -64,7 +64,7 @@ size_t position(const char *&p) {
 
 // Parses one directive after its '%' and position. Returns false when the
 // format ends before the conversion character.
-bool parse(const char *&p, Args &a, Spec &s) {
+bool parse(const char *&p, Args &a, Field &s) {
   for (;; p++) {
     switch (*p) {
       case ' ':
@@ -219,7 +219,7 @@ size_t put_byte(char *out, char c) {
 }
 
 // Floating point, padded with blanks to the width by moving the number.
-size_t floating(char *out, size_t room, const Spec &s, double v) {
+size_t floating(char *out, size_t room, const Field &s, double v) {
   uint32_t flags = s.flags & ~XPF_ZERO;
   char conv = (char)s.conv;
   if (conv == 'E' || conv == 'F' || conv == 'G') flags |= XPF_UPPER;
@@ -239,7 +239,7 @@ size_t floating(char *out, size_t room, const Spec &s, double v) {
   return field;
 }
 
-size_t signed_decimal(char *out, size_t lim, const Spec &s, int64_t v) {
+size_t signed_decimal(char *out, size_t lim, const Field &s, int64_t v) {
   if (v >= 0) return xpf_base(out, lim, (uint64_t)v, 10, xpf_lower_digits, s.flags, s.width);
   if (v == INT64_MIN) return xpf_str(out, lim, kMostNegative, 20, s.flags, s.width);
   // The sign stands before any padding of the magnitude.
@@ -249,7 +249,7 @@ size_t signed_decimal(char *out, size_t lim, const Spec &s, int64_t v) {
   return 1 + xpf_base(out + 1, lim - 1, (uint64_t)-v, 10, xpf_lower_digits, s.flags, s.width);
 }
 
-size_t object(char *out, size_t lim, const Spec &s, void *obj) {
+size_t object(char *out, size_t lim, const Field &s, void *obj) {
   if (!obj) return 0;
   size_t n = s.width && s.width < lim ? s.width : lim;
   if (!(s.flags & (XPF_QUOTE1 | XPF_QUOTE2 | XPF_QUOTE3 | XPF_BACKTICK))) {
@@ -269,13 +269,14 @@ size_t object(char *out, size_t lim, const Spec &s, void *obj) {
   return res;
 }
 
-size_t hexdump(char *out, size_t lim, const Spec &s, const void *data, intptr_t count, bool upper) {
+size_t hexdump(char *out, size_t lim, const Field &s, const void *data, intptr_t count,
+               bool upper) {
   if (!data || count < 1) return 0;
   return xpf_hexify(out, lim, data, count, (s.flags & XPF_SPACE) ? ' ' : 0,
                     upper ? xpf_upper_digits : xpf_lower_digits);
 }
 
-size_t time_directive(char *out, size_t lim, const Spec &s, int conv, Args &a) {
+size_t time_directive(char *out, size_t lim, const Field &s, int conv, Args &a) {
   uint32_t flags = s.flags;
   if (conv != 'Z') flags &= ~XPF_PTRDIFF;
   uint64_t v = unsigned_arg(a, flags);
@@ -287,7 +288,7 @@ size_t time_directive(char *out, size_t lim, const Spec &s, int conv, Args &a) {
 // also keep within their bound (the output limit, or the field of a hex
 // dump or object), which *bound is set to; a writer that measures does not
 // know it, so the caller applies it.
-size_t produce(char *out, size_t room, Spec &s, Args &a, size_t *bound) {
+size_t produce(char *out, size_t room, Field &s, Args &a, size_t *bound) {
   size_t lim = out && room < s.limit ? room : s.limit;
   *bound = s.limit;
   const uint32_t flags = s.flags;
@@ -440,7 +441,7 @@ size_t produce(char *out, size_t room, Spec &s, Args &a, size_t *bound) {
   return *bound = SIZE_MAX, put_byte(out, (char)s.conv);
 }
 
-size_t directive(char *out, size_t room, Spec &s, Args &a) {
+size_t directive(char *out, size_t room, Field &s, Args &a) {
   size_t bound = SIZE_MAX;
   size_t n = produce(out, room, s, a, &bound);
   return n > bound ? bound : n;
@@ -489,7 +490,7 @@ size_t engine(char *buf, size_t size, const char *format, va_list &ap, Start sta
       for (size_t i = 1; i < n; i++)
         (void)va_arg(*a.ap, intptr_t);
     }
-    Spec s;
+    Field s;
     if (!parse(p, a, s)) break;
     size_t n = directive(buf ? buf + total : nullptr, cap - total, s, a);
     total += n;
