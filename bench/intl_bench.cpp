@@ -32,39 +32,35 @@ size_t bounded_copy(char *buf, size_t size, const char *text) {
   return n;
 }
 
-void BM_AccessorDecimal(benchmark::State &state) {
+// One accessor on a loaded object against reading the same setting from
+// the C library and copying it.
+template <intptr_t (*Accessor)(xp_intl *, char *, size_t)>
+void accessor_vs_localeconv(benchmark::State &state, const char *(*peer)()) {
   use_locale();
   xp_intl *o = xp_intl_new();
   char buf[16];
   bench::side_by_side(
       state, 4096,
       [&](size_t) {
-        benchmark::DoNotOptimize(xp_intl_decimal(o, buf, sizeof buf));
+        benchmark::DoNotOptimize(Accessor(o, buf, sizeof buf));
         benchmark::ClobberMemory();
       },
       [&](size_t) {
-        benchmark::DoNotOptimize(bounded_copy(buf, sizeof buf, localeconv()->decimal_point));
+        benchmark::DoNotOptimize(bounded_copy(buf, sizeof buf, peer()));
         benchmark::ClobberMemory();
       });
   xp_release(o);
 }
+
+void BM_AccessorDecimal(benchmark::State &state) {
+  accessor_vs_localeconv<xp_intl_decimal>(state,
+                                          [] { return (const char *)localeconv()->decimal_point; });
+}
 BENCHMARK(BM_AccessorDecimal);
 
 void BM_AccessorGrouping(benchmark::State &state) {
-  use_locale();
-  xp_intl *o = xp_intl_new();
-  char buf[16];
-  bench::side_by_side(
-      state, 4096,
-      [&](size_t) {
-        benchmark::DoNotOptimize(xp_intl_grouping(o, buf, sizeof buf));
-        benchmark::ClobberMemory();
-      },
-      [&](size_t) {
-        benchmark::DoNotOptimize(bounded_copy(buf, sizeof buf, localeconv()->grouping));
-        benchmark::ClobberMemory();
-      });
-  xp_release(o);
+  accessor_vs_localeconv<xp_intl_grouping>(state,
+                                           [] { return (const char *)localeconv()->grouping; });
 }
 BENCHMARK(BM_AccessorGrouping);
 
