@@ -7,13 +7,12 @@
 #include <cstring>
 #include <vector>
 
+#include "fuzz/fuzz_util.h"
 #include "xp/ntld/xp_ntld.h"
 
 namespace {
 
-void check(bool ok) {
-  if (!ok) std::abort();
-}
+using fuzz::check;
 
 uint32_t word(const uint8_t *p) {
   uint32_t v;

@@ -9,13 +9,12 @@
 #include <string>
 #include <vector>
 
+#include "fuzz/fuzz_util.h"
 #include "xp/str/xp_str_internal.h"
 
 namespace {
 
-void check(bool ok) {
-  if (!ok) __builtin_trap();
-}
+using fuzz::check;
 
 std::string reference_utf8(const std::vector<uint16_t> &units) {
   std::string r;

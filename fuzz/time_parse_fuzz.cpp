@@ -8,13 +8,12 @@
 #include <cstdlib>
 #include <cstring>
 
+#include "fuzz/fuzz_util.h"
 #include "xp/time/xp_time.h"
 
 namespace {
 
-void check(bool ok) {
-  if (!ok) __builtin_trap();
-}
+using fuzz::check;
 
 bool in_range(const xp_dtr &r) {
   return r.month >= 1 && r.month <= 12 && r.day >= 1 && r.day <= 31 && r.hour <= 23 &&

@@ -7,17 +7,15 @@
 #include <cstdlib>
 #include <cstring>
 
+#include "fuzz/fuzz_util.h"
 #include "xp/fmt/xp_fmt.h"
 
 namespace {
 
-void check(bool ok) {
-  if (!ok) abort();
-}
+using fuzz::check;
 
 void read_text(const uint8_t *data, size_t size, intptr_t room) {
-  auto *exact = static_cast<char *>(malloc(size ? size : 1));
-  memcpy(exact, data, size);
+  char *exact = fuzz::exact_copy(data, size);
   auto length = static_cast<intptr_t>(size);
   int kind = xp_fmt_getaddr(nullptr, 0, exact, length);
   check(kind >= -1 && kind <= 2);

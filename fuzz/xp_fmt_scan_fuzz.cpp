@@ -6,13 +6,12 @@
 #include <cstdlib>
 #include <cstring>
 
+#include "fuzz/fuzz_util.h"
 #include "xp/fmt/xp_fmt.h"
 
 namespace {
 
-void check(bool ok) {
-  if (!ok) abort();
-}
+using fuzz::check;
 
 }  // namespace
 
@@ -21,8 +20,7 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size) {
   size_t room = data[0] % 24;
   ++data;
   --size;
-  auto *text = static_cast<char *>(malloc(size ? size : 1));
-  memcpy(text, data, size);
+  char *text = fuzz::exact_copy(data, size);
 
   long l = xp_fmt_getlong(text, size);
   int64_t q = xp_fmt_getquad(text, size);

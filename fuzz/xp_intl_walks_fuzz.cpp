@@ -6,14 +6,13 @@
 #include <cstdlib>
 #include <cstring>
 
+#include "fuzz/fuzz_util.h"
 #include "xp/intl/platform.h"
 #include "xp/intl/xp_intl_internal.h"
 
 namespace {
 
-void check(bool ok) {
-  if (!ok) abort();
-}
+using fuzz::check;
 
 }  // namespace
 
@@ -22,8 +21,7 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size) {
   size_t room = data[0] % 20;
   ++data;
   --size;
-  auto *text = static_cast<char *>(malloc(size ? size : 1));
-  memcpy(text, data, size);
+  char *text = fuzz::exact_copy(data, size);
 
   char sep[16];
   int32_t order = xpi::date_order(text, (intptr_t)size, sep);
