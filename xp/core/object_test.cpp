@@ -13,15 +13,6 @@ int g_freed = 0;
 void counting_release(void *obj) {
   if (xp_prerelease(obj)) ++g_freed, xp_free(obj);
 }
-int compare_a(const void *, const void *) {
-  return 42;
-}
-int compare_b(const void *, const void *) {
-  return -42;
-}
-xp_word textify_sum(void *, xp_word a, xp_word b, xp_word c) {
-  return a + b + c;
-}
 
 xp_obj *g_copy = nullptr;
 xp_word control_kind(void *obj, int code, xp_word a, xp_word) {
@@ -68,13 +59,12 @@ TEST(Object, OrderFollowsTheFiveSteps) {
   EXPECT_EQ(xp_compare(lo, hi), -1);
   EXPECT_EQ(xp_compare(hi, lo), 1);
   // 3: a shared compare decides; different ones fall back to addresses.
-  x->compare = y->compare = compare_a;
+  x->compare = y->compare = s->compare = [](const void *, const void *) { return 42; };
   EXPECT_EQ(xp_compare(x, y), 42);
   EXPECT_EQ(xp_compare(x, x), 0);
-  y->compare = compare_b;
+  y->compare = [](const void *, const void *) { return -42; };
   EXPECT_EQ(xp_compare(lo, hi), -1);
   // 4: tags as unsigned numbers, even with a compare present.
-  s->compare = compare_a;
   int expect = XP_TYPE_STR < XP_TYPE_DATA ? -1 : 1;
   EXPECT_EQ(xp_compare(s, x), expect);
   EXPECT_EQ(xp_compare(x, s), -expect);
@@ -93,7 +83,7 @@ TEST(Object, DispatchDuplicateAndInstanceOf) {
   EXPECT_EQ(xp_instanceof(o, XP_TAG('b', 'a', 's', 'e')), 0);
   EXPECT_EQ(xp_duplicate(o, 1), o);  // no control: shared
   EXPECT_EQ(xp_refs(o), 2);
-  o->textify = textify_sum;
+  o->textify = [](void *, xp_word a, xp_word b, xp_word c) { return a + b + c; };
   o->control = control_kind;
   EXPECT_EQ(xp_textify(o, 1, 2, 3), 6);
   EXPECT_EQ(xp_deserialize(o, 0, 0), reinterpret_cast<xp_word>(o));
