@@ -1,8 +1,8 @@
-// Locale settings: what a load learns in several locales with and without
-// the platform's services, the accessors' rules, the grouping copy, the
-// expiry and override rules, allocation failures and threads.
+// Locale settings: what a load learns with and without the platform's
+// services, the accessors' rules, expiry and overrides, failures, threads.
 #include <string.h>
 
+#include <initializer_list>
 #include <string>
 #include <thread>
 #include <vector>
@@ -24,19 +24,26 @@ using Name = intptr_t (*)(xp_intl *, int, char *, size_t);
 
 std::string get(xp_intl *o, Text fn) {
   char b[80];
-  intptr_t n = fn(o, b, sizeof b);
-  EXPECT_EQ((size_t)n, strlen(b));
+  size_t n = (size_t)fn(o, b, sizeof b);
+  EXPECT_EQ(n, strlen(b));
   return b;
 }
 
 std::string get(xp_intl *o, Name fn, int i) {
   char b[80];
-  intptr_t n = fn(o, i, b, sizeof b);
-  EXPECT_EQ((size_t)n, strlen(b));
+  size_t n = (size_t)fn(o, i, b, sizeof b);
+  EXPECT_EQ(n, strlen(b));
   return b;
 }
 
-// The group sizes as "3,2", or "none" for a grouping that has no groups.
+std::string join(xp_intl *o, std::initializer_list<Text> fns) {
+  std::string all;
+  for (Text fn : fns)
+    all += get(o, fn);
+  return all;
+}
+
+// The group sizes as "3,2", or "none" for a grouping without groups.
 std::string grouping_of(xp_intl *o, Text fn = xp_intl_grouping) {
   char b[16];
   intptr_t n = fn(o, b, sizeof b);
@@ -47,12 +54,6 @@ std::string grouping_of(xp_intl *o, Text fn = xp_intl_grouping) {
   return g;
 }
 
-// Order, date separator, clock and time separator as "1 . 1 :".
-std::string dates_and_times(xp_intl *o) {
-  return std::to_string(xp_intl_datefmt(o)) + " " + get(o, xp_intl_datesep) + " " +
-         std::to_string(xp_intl_timefmt(o)) + " " + get(o, xp_intl_timesep);
-}
-
 struct Loaded {
   Locale locale;
   xp_intl *o;
@@ -60,47 +61,56 @@ struct Loaded {
     EXPECT_NE(o, nullptr);
   }
   ~Loaded() { xp_release(o); }
+  // Order, date separator, clock and time separator as "1 . 1 :".
+  std::string dates_and_times() {
+    return std::to_string(xp_intl_datefmt(o)) + " " + get(o, xp_intl_datesep) + " " +
+           std::to_string(xp_intl_timefmt(o)) + " " + get(o, xp_intl_timesep);
+  }
 };
 
-TEST(IntlPlatform, GermanNamesNumbersAndCurrency) {
+TEST(Intl, OrdersClocksSeparatorsAndNamesOnBothPaths) {
+  struct Case {
+    const char *locale, *expect;
+    unsigned iso_on, iso_off;  // "kr" alone does not tell the currency
+  } cases[] = {{"de_DE.UTF-8", "1 . 1 :", 978, 978},
+               {"en_US.UTF-8", "0 / 0 :", 840, 840},
+               {"sv_SE.UTF-8", "2 - 1 :", 752, 0},
+               {"fi_FI.UTF-8", "1 . 1 .", 978, 978}};
+  for (Platform p : {Platform::on, Platform::off}) {
+    for (const auto &c : cases) {
+      Loaded l(c.locale, p);
+      bool on = p == Platform::on;
+      EXPECT_EQ(l.dates_and_times(), c.expect) << c.locale << on;
+      EXPECT_EQ(xp_intl_isocurrency(l.o), on ? c.iso_on : c.iso_off) << c.locale << on;
+    }
+    Loaded de("de_DE.UTF-8", p);
+    EXPECT_EQ(get(de.o, xp_intl_month, 3), "M\xC3\xA4rz");
+    EXPECT_EQ(get(de.o, xp_intl_day, 3), "Mittwoch");
+    EXPECT_EQ(join(de.o, {xp_intl_decimal, xp_intl_thousep, xp_intl_am, xp_intl_pm}), ",.AMPM");
+    EXPECT_EQ(grouping_of(de.o), p == Platform::on ? "3" : "3,3");
+  }
   Loaded de("de_DE.UTF-8", Platform::on);
-  EXPECT_EQ(dates_and_times(de.o), "1 . 1 :");
-  EXPECT_EQ(get(de.o, xp_intl_month, 3), "M\xC3\xA4rz");
-  EXPECT_EQ(get(de.o, xp_intl_month, 12), "Dezember");
-  EXPECT_EQ(get(de.o, xp_intl_abbrevmonth, 10), "Okt.");
-  EXPECT_EQ(get(de.o, xp_intl_day, 0), "Sonntag");
-  EXPECT_EQ(get(de.o, xp_intl_day, 6), "Samstag");
-  EXPECT_EQ(get(de.o, xp_intl_abbrevday, 1), "Mo.");
-  EXPECT_EQ(get(de.o, xp_intl_decimal) + get(de.o, xp_intl_thousep) + get(de.o, xp_intl_mdecimal) +
-                get(de.o, xp_intl_mthousep) + get(de.o, xp_intl_plus) + get(de.o, xp_intl_minus),
-            ",.,.+-");
-  EXPECT_EQ(get(de.o, xp_intl_currency), "\xE2\x82\xAC");
-  EXPECT_EQ(xp_intl_isocurrency(de.o), 978u);
-  EXPECT_EQ(grouping_of(de.o), "3");
+  EXPECT_EQ(get(de.o, xp_intl_month, 12) + get(de.o, xp_intl_abbrevmonth, 10) +
+                get(de.o, xp_intl_day, 0) + get(de.o, xp_intl_abbrevday, 1),
+            "DezemberOkt.SonntagMo.");
+  EXPECT_EQ(join(de.o, {xp_intl_mdecimal, xp_intl_mthousep, xp_intl_plus, xp_intl_minus,
+                        xp_intl_currency}),
+            ",.+-\xE2\x82\xAC");
   EXPECT_EQ(grouping_of(de.o, xp_intl_mgrouping), "3");
+  Loaded gb("en_GB.UTF-8", Platform::off);
+  EXPECT_EQ(xp_intl_isocurrency(gb.o), 826u);  // from the pound sign
+  Loaded c("C", Platform::off);
+  EXPECT_EQ(join(c.o, {xp_intl_plus, xp_intl_minus, xp_intl_decimal, xp_intl_thousep,
+                       xp_intl_mdecimal, xp_intl_mthousep, xp_intl_currency}),
+            "+-.,.,$");
+  EXPECT_EQ(xp_intl_isocurrency(c.o), 840u);
+  EXPECT_EQ(grouping_of(c.o) + grouping_of(c.o, xp_intl_mgrouping), "nonenone");
 }
 
-TEST(IntlPlatform, OrdersClocksAndSeparatorsOfOtherLocales) {
-  {
-    Loaded us("en_US.UTF-8", Platform::on);
-    EXPECT_EQ(dates_and_times(us.o), "0 / 0 :");  // 10:34:56 PM
-    EXPECT_EQ(get(us.o, xp_intl_am) + get(us.o, xp_intl_pm), "AMPM");
-    EXPECT_EQ(xp_intl_isocurrency(us.o), 840u);
-  }
-  {
-    Loaded sv("sv_SE.UTF-8", Platform::on);
-    EXPECT_EQ(dates_and_times(sv.o), "2 - 1 :");
-    EXPECT_EQ(xp_intl_isocurrency(sv.o), 752u);  // by its code: the symbol is "kr"
-  }
-  Loaded fi("fi_FI.UTF-8", Platform::on);
-  EXPECT_EQ(dates_and_times(fi.o), "1 . 1 .");
-}
-
-TEST(IntlPlatform, GroupingReachesTheFormatEngine) {
+TEST(Intl, GroupingReachesTheFormatEngine) {
   struct Case {
     const char *locale, *expect;
   } cases[] = {{"de_DE.UTF-8", "1.234.567|-12.345.678.901"},
-               {"en_US.UTF-8", "1,234,567|-12,345,678,901"},
                {"en_IN.UTF-8", "12,34,567|-12,34,56,78,901"}};
   for (const auto &c : cases) {
     Locale l(c.locale, Platform::on);
@@ -112,70 +122,26 @@ TEST(IntlPlatform, GroupingReachesTheFormatEngine) {
   xp_intl_reset(nullptr);
 }
 
-TEST(IntlFallback, CLibraryLocales) {
-  {
-    Loaded de("de_DE.UTF-8", Platform::off);
-    EXPECT_EQ(dates_and_times(de.o), "1 . 1 :");  // 15.02.2006, 22:34:56
-    EXPECT_EQ(get(de.o, xp_intl_month, 3), "M\xC3\xA4rz");
-    EXPECT_EQ(get(de.o, xp_intl_day, 3), "Mittwoch");
-    // No German markers in the C library: the defaults.
-    EXPECT_EQ(get(de.o, xp_intl_am) + get(de.o, xp_intl_pm), "AMPM");
-    EXPECT_EQ(get(de.o, xp_intl_decimal) + get(de.o, xp_intl_thousep), ",.");
-    EXPECT_EQ(grouping_of(de.o), "3,3");
-    EXPECT_EQ(xp_intl_isocurrency(de.o), 978u);  // from the euro sign
-  }
-  {
-    Loaded us("en_US.UTF-8", Platform::off);
-    EXPECT_EQ(dates_and_times(us.o), "0 / 0 :");
-  }
-  {
-    Loaded sv("sv_SE.UTF-8", Platform::off);
-    EXPECT_EQ(dates_and_times(sv.o), "2 - 1 :");
-  }
-  {
-    Loaded fi("fi_FI.UTF-8", Platform::off);
-    EXPECT_EQ(dates_and_times(fi.o), "1 . 1 .");
-  }
-  Loaded gb("en_GB.UTF-8", Platform::off);
-  EXPECT_EQ(xp_intl_isocurrency(gb.o), 826u);  // from the pound sign
-}
-
-TEST(IntlFallback, CLocaleGetsTheFixedDefaults) {
-  Loaded c("C", Platform::off);
-  EXPECT_EQ(get(c.o, xp_intl_plus) + get(c.o, xp_intl_minus) + get(c.o, xp_intl_decimal) +
-                get(c.o, xp_intl_thousep) + get(c.o, xp_intl_mdecimal) +
-                get(c.o, xp_intl_mthousep) + get(c.o, xp_intl_currency),
-            "+-.,.,$");
-  EXPECT_EQ(xp_intl_isocurrency(c.o), 840u);
-  EXPECT_EQ(get(c.o, xp_intl_month, 1), "January");
-  EXPECT_EQ(grouping_of(c.o), "none");
-  EXPECT_EQ(grouping_of(c.o, xp_intl_mgrouping), "none");
-}
-
-TEST(IntlAccessors, RangesCutsAndMeasuring) {
+TEST(Intl, AccessorRangesCutsAndMeasuring) {
   Loaded us("en_US.UTF-8", Platform::on);
   char b[8];
-  const std::pair<Name, int> outside[] = {{xp_intl_month, 0},
-                                          {xp_intl_month, 13},
-                                          {xp_intl_abbrevmonth, -1},
-                                          {xp_intl_day, 7},
-                                          {xp_intl_abbrevday, -1}};
-  for (auto [fn, i] : outside) {
+  for (auto [fn, i] : {std::pair<Name, int>{xp_intl_month, 0},
+                       {xp_intl_month, 13},
+                       {xp_intl_day, 7},
+                       {xp_intl_abbrevday, -1}}) {
     strcpy(b, "junk");
     EXPECT_EQ(fn(us.o, i, b, sizeof b), 0);
     EXPECT_EQ(b[0], 0);
   }
-  char small[5];
-  EXPECT_EQ(xp_intl_month(us.o, 9, small, sizeof small), 4);
-  EXPECT_STREQ(small, "Sept");
+  EXPECT_EQ(xp_intl_month(us.o, 9, b, 5), 4);
+  EXPECT_STREQ(b, "Sept");
   EXPECT_EQ(xp_intl_month(us.o, 9, nullptr, 0), 9);
 }
 
-TEST(IntlAccessors, GroupingCountsToTheFirstNoMoreGroupsByte) {
+TEST(Intl, GroupingCountsToTheEndMarkButNeverPastTheObject) {
   xp_intl *o = xp_intl_new();
   ASSERT_NE(o, nullptr);
   o->overrides = 1;  // keep these hand-made fields
-  memset(o->grouping, 0x11, sizeof o->grouping);
   memcpy(o->grouping, "\x03\xFF", 2);
   memcpy(o->mgrouping, "\x03\x02\x01\xFF", 4);
   char b[16];
@@ -183,10 +149,8 @@ TEST(IntlAccessors, GroupingCountsToTheFirstNoMoreGroupsByte) {
   // The monetary form measures on the plain grouping, copies the monetary.
   EXPECT_EQ(xp_intl_mgrouping(o, b, sizeof b), 2);
   EXPECT_EQ(memcmp(b, "\x03\x02\x55", 3), 0);
-  EXPECT_EQ(xp_intl_grouping(o, b, 1), 1);
-  EXPECT_EQ(xp_intl_grouping(o, nullptr, 0), 2);
-
   // A grouping ended by 0 is measured on into the fields that follow ...
+  memset(o->grouping + 2, 0x11, sizeof o->grouping - 2);
   memcpy(o->grouping, "\x03\x00", 2);
   o->mdecimal[0] = (char)0xFF;
   EXPECT_EQ(xp_intl_grouping(o, nullptr, 0), 17);
@@ -197,12 +161,10 @@ TEST(IntlAccessors, GroupingCountsToTheFirstNoMoreGroupsByte) {
   std::vector<char> big(4096);
   EXPECT_EQ((size_t)xp_intl_grouping(o, big.data(), big.size()),
             sizeof(xp_intl) - offsetof(xp_intl, grouping));
-  EXPECT_EQ((size_t)xp_intl_mgrouping(o, big.data(), big.size()),
-            sizeof(xp_intl) - offsetof(xp_intl, mgrouping));
   xp_release(o);
 }
 
-TEST(IntlLoad, OneLoadPerExpiryAndNoneWhileOverridden) {
+TEST(Intl, OneLoadPerExpiryAndNoneWhileOverridden) {
   Loaded us("en_US.UTF-8", Platform::on);
   xp_intl *o = us.o;
   char b[16];
@@ -213,12 +175,10 @@ TEST(IntlLoad, OneLoadPerExpiryAndNoneWhileOverridden) {
   uint64_t now = (uint64_t)xp_time_getutc();
   EXPECT_GE(o->expiry, now + 599);
   EXPECT_LE(o->expiry, now + 601);
-
-  o->expiry = now - 1;  // stale: the next accessor loads, once
+  o->expiry = now - 1;  // stale: the next accessors load once
   xp_intl_decimal(o, b, sizeof b);
   xp_intl_datefmt(o);
   EXPECT_EQ(xpi::load_count(), before + 1);
-
   o->overrides = 0x1000;  // kept, even expired
   o->expiry = 0;
   xp_intl_thousep(o, b, sizeof b);
@@ -230,22 +190,17 @@ TEST(IntlLoad, OneLoadPerExpiryAndNoneWhileOverridden) {
   EXPECT_EQ(xp_intl_reset(o), o);
   EXPECT_EQ(o->overrides, 0);
   EXPECT_EQ(xpi::load_count(), before + 3);
-}
 
-TEST(IntlLoad, SharedDefaultIsStaticAndLoadedOnce) {
-  char b[16];
-  EXPECT_GT(xp_intl_minus(nullptr, b, sizeof b), 0);
-  unsigned long before = xpi::load_count();
-  xp_intl *shared = xpi_reload(nullptr);
+  xp_intl *shared = xpi_reload(nullptr);  // the default is static
+  before = xpi::load_count();
   EXPECT_EQ(xp_intl_reset(nullptr), shared);
   EXPECT_EQ(xpi::load_count(), before + 1);
-  EXPECT_EQ(xp_type(shared), xp_intl_type());
   xp_release(shared);  // does nothing
   xp_release(shared);
   EXPECT_GT(xp_intl_minus(nullptr, b, sizeof b), 0);
 }
 
-TEST(IntlLoad, AllocationFailuresAreClean) {
+TEST(Intl, AllocationFailuresAreClean) {
   Locale l("de_DE.UTF-8", Platform::on);
   for (long k = 1;; k++) {
     xpc::fail_alloc_after(k);
@@ -254,9 +209,7 @@ TEST(IntlLoad, AllocationFailuresAreClean) {
     xpc::fail_alloc_after(0);
     if (k == 1) {
       EXPECT_EQ(o, nullptr);
-    } else {
-      // A formatter that could not be made leaves its fields to the
-      // fallbacks: never empty.
+    } else {  // a formatter that could not be made leaves the fallbacks
       ASSERT_NE(o, nullptr);
       EXPECT_NE(get(o, xp_intl_month, 3), "");
       EXPECT_NE(get(o, xp_intl_decimal), "");
@@ -267,7 +220,7 @@ TEST(IntlLoad, AllocationFailuresAreClean) {
   }
 }
 
-TEST(IntlLoad, ThreadsLoadTheirOwnAndShareTheDefault) {
+TEST(Intl, ThreadsLoadTheirOwnAndShareTheDefault) {
   Locale l("de_DE.UTF-8", Platform::on);
   std::vector<std::thread> threads;
   std::vector<std::string> seen(4);
@@ -286,34 +239,22 @@ TEST(IntlLoad, ThreadsLoadTheirOwnAndShareTheDefault) {
     EXPECT_EQ(s, "M\xC3\xA4rz,");
 }
 
-TEST(IntlWalks, DateOrderAndSeparator) {
-  struct Case {
-    const char *text;
-    int order;
-    const char *sep;
-  } cases[] = {
-      {"15.02.06", 1, "."},
-      {"2/15/06", 0, "/"},
-      {"2006-02-15", 2, "-"},
-      {"02.15.2006", 0, "."},
-      {"2006. 2. 15.", 2, "/"},  // runs of several bytes are skipped
-      {"Feb 15, 2006", 0, "/"},  // a leading word counts as a number
-      {"2006\xE5\xB9\xB4"
-       "2\xE6\x9C\x88"
-       "15\xE6\x97\xA5",
-       2, "/"},
-      {"20060215", 1, "/"},
-      {"", 1, "/"},
-  };
-  for (const auto &c : cases) {
+// Each case is the text, then the order and the separator found in it.
+// Runs of several bytes are skipped and a leading word counts as a number.
+TEST(Intl, DateOrderAndSeparatorFromText) {
+  const std::pair<const char *, const char *> cases[] = {
+      {"15.02.06", "1."}, {"2/15/06", "0/"},      {"2006-02-15", "2-"},   {"02.15.2006", "0."},
+      {"", "1/"},         {"2006. 2. 15.", "2/"}, {"Feb 15, 2006", "0/"}, {"2006年2月15日", "2/"},
+      {"20060215", "1/"}};
+  for (auto [text, expect] : cases) {
     char sep[16];
     memset(sep, 'x', sizeof sep);
-    EXPECT_EQ(xpi::date_order(c.text, (intptr_t)strlen(c.text), sep), c.order) << c.text;
-    EXPECT_STREQ(sep, c.sep) << c.text;
+    int order = xpi::date_order(text, (intptr_t)strlen(text), sep);
+    EXPECT_EQ(std::to_string(order) + sep, expect) << text;
   }
 }
 
-TEST(IntlWalks, GroupingOfPatterns) {
+TEST(Intl, GroupingOfPatterns) {
   struct Case {
     const char *pattern;
     std::string grouping;  // up to and including the end mark
@@ -321,11 +262,9 @@ TEST(IntlWalks, GroupingOfPatterns) {
       {"#,##0.###", {3, 0}},
       {"#,##,##0.###", {3, 2, 0}},
       {"#,##0.00;(#,##0.00)", {3, 0}},
-      {"#,##0.00\xC2\xA0\xC2\xA4", {3, 0}},
       {"0.###", "\xFF"},
       {"#,#,#,#,#,#,#,#,#,#,#,#,#,#,#,#,#,#,#0", std::string("\x02") + std::string(14, 1) + '\0'},
-      {"", {0}},  // nothing: left empty for the C library
-  };
+      {"", {0}}};  // nothing: left empty for the C library
   for (const auto &c : cases) {
     char g[16];
     memset(g, 0x77, sizeof g);
