@@ -40,16 +40,14 @@ TEST(Data, ConstructAppendGetAndDeserialise) {
   EXPECT_EQ(std::memcmp(buf, "abcd\xee", 5), 0);
   EXPECT_EQ(xp_data_get(d, buf, 10), 6u);
 
-  auto item = [](const char *type) {
-    Bytes v{5, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 3, 1, 0, 2, 0};  // tag 5, length 3
-    std::memcpy(v.data() + 4, type, 4);
-    return v;
-  };
-  auto ok = item("data");
-  auto *r = reinterpret_cast<xp_data *>(xp_deserialize(d, 5, reinterpret_cast<xp_word>(ok.data())));
+  // Deserialising: the tag must match and the item must hold data.
+  Bytes item{5, 0, 0, 0, 'd', 'a', 't', 'a', 0, 0, 0, 3, 1, 0, 2, 0};
+  auto *r =
+      reinterpret_cast<xp_data *>(xp_deserialize(d, 5, reinterpret_cast<xp_word>(item.data())));
   EXPECT_EQ(bytes_of(r), (Bytes{1, 0, 2}));
-  EXPECT_EQ(xp_deserialize(d, 6, reinterpret_cast<xp_word>(ok.data())), 0);
-  EXPECT_EQ(xp_deserialize(d, 0, reinterpret_cast<xp_word>(item("xstr").data())), 0);
+  EXPECT_EQ(xp_deserialize(d, 6, reinterpret_cast<xp_word>(item.data())), 0);
+  std::memcpy(item.data() + 4, "xstr", 4);
+  EXPECT_EQ(xp_deserialize(d, 0, reinterpret_cast<xp_word>(item.data())), 0);
   for (xp_data *x : {d, c, grown, same, empty, fresh, r})
     xp_release(x);
 }
