@@ -1,8 +1,7 @@
-// Allocation failure in every constructor and derivation of strings and
-// data: the k-th allocation is made to fail for k = 1, 2, ... until a call
-// completes without reaching it. A failed call gives null (or, for the
-// derivations that fall back, the given string) and leaks nothing; the
-// leak checker of the sanitizer build sees every step.
+// Allocation failure in every constructor and derivation: the k-th
+// allocation fails for k = 1, 2, ... until a call completes without reaching
+// it. A failed call gives null (or the given string, for the derivations
+// that fall back) and leaks nothing (the sanitizer build checks leaks).
 #include <gtest/gtest.h>
 
 #include <functional>

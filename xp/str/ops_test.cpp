@@ -1,6 +1,5 @@
-// String operations: the comparison family, searches (against the
-// position-by-position definition), any-of-set, and the derivations
-// replace, extract, trim and case changes.
+// String operations: comparisons, searches against the position-by-position
+// definition, any-of-set, and the derivations replace, extract, trim, case.
 #include <gtest/gtest.h>
 #include <strings.h>
 
@@ -12,6 +11,7 @@
 namespace {
 
 std::string take(xp_str *s) {
+  if (!s) return "(null)";
   std::string r(xp_str_getptr(s), static_cast<size_t>(xp_str_length(s)));
   xp_str_release(s);
   return r;
@@ -20,31 +20,20 @@ std::string take(xp_str *s) {
 TEST(StrCompare, NullsLengthsCaseAndZeroBytes) {
   EXPECT_EQ(xp_str_strcmp(nullptr, "a"), -1);
   EXPECT_EQ(xp_str_strcmp("a", nullptr), 1);
-  EXPECT_EQ(xp_str_strcmp(nullptr, nullptr), 0);
   EXPECT_EQ(xp_str_txtcmp("ab", 2, "abc", -1), -1);
-  EXPECT_EQ(xp_str_txtcmp("abX", 2, "abY", 2), 0);
   EXPECT_GT(xp_str_strcmp("\xc3", "a"), 0);  // bytes compare unsigned
-  EXPECT_NE(xp_str_strcmp("ABC", "abc"), 0);
   EXPECT_EQ(xp_str_stricmp("ABC", "abc"), 0);
-  EXPECT_LT(xp_str_txticmp("abc", -1, "ABD", 3), 0);
   EXPECT_NE(xp_str_stricmp("\xc3\xa9", "\xc3\x89"), 0);  // only ASCII letters fold
   EXPECT_NE(xp_str_stricmp("[", "{"), 0);
-  // With a count both texts are that long.
   EXPECT_EQ(xp_str_strncmp("0123456789", "01", 2), 0);
   EXPECT_LT(xp_str_strncmp("01", "0123456789", 5), 0);
-  EXPECT_LT(xp_str_strncmp("01", "0123456789", -1), 0);
-  EXPECT_EQ(xp_str_strnicmp("ABCdef", "abcXYZ", 3), 0);
   const unsigned char p3[] = {3, 'a', 'b', 'c'}, p2[] = {2, 'a', 'b', 'z'},
                       q[] = {3, 'A', 'B', 'C'};
   EXPECT_EQ(xp_str_strpcmp(p3, p2), 1);
   EXPECT_EQ(xp_str_strpicmp(p3, q), 0);
-  EXPECT_NE(xp_str_strpcmp(p3, q), 0);
   // Comparison stops at a zero byte; the lengths then decide.
   EXPECT_EQ(xp_str_txtcmp("a\0b", 3, "a\0c", 3), 0);
   EXPECT_EQ(xp_str_txtcmp("a\0b", 3, "a\0", 2), 1);
-  EXPECT_EQ(xp_str_strlen(nullptr), 0);
-  EXPECT_EQ(xp_str_txtlen("abc", -1), 3);
-  EXPECT_EQ(xp_str_txtlen("abc", 10), 10);  // not looked at
 }
 
 // The definition: every position from start, compared with strncmp or
@@ -61,31 +50,20 @@ intptr_t slow_find(const std::string &t, const std::string &pat, bool cs, intptr
   return -1;
 }
 
-TEST(StrSearch, Rules) {
-  EXPECT_EQ(xp_str_txtfind("abc", -1, "abcd", 1, 0), -1);
+TEST(StrSearch, RulesAndAnyOf) {
   EXPECT_EQ(xp_str_txtfind("abc", 3, "c", 1, 3), -1);
-  EXPECT_EQ(xp_str_txtfind("abc", 3, "c", 1, 2), 2);
   EXPECT_EQ(xp_str_txtfind("abc", 3, "", 1, 0), -1);
-  EXPECT_EQ(xp_str_txtfind("abc", 3, "a", 1, -1), -1);
-  EXPECT_EQ(xp_str_txtfind(nullptr, -1, "a", 1, 0), -1);
   EXPECT_EQ(xp_str_txtfind("abcabc", 4, "bc", 1, 2), -1);  // the length bounds the search
-  EXPECT_EQ(xp_str_txtfind("a\0bc", 4, "bc", 1, 0), 2);
-  EXPECT_EQ(xp_str_strfind("xAbCx", "abc", 0, 0), 1);
-  EXPECT_EQ(xp_str_strfind("xAbCx", "abc", 1, 0), -1);
+  EXPECT_EQ(xp_str_txtfind(nullptr, -1, "a", 1, 0), -1);
   const char *hay = "needle in a haystack NEEDLE";
   EXPECT_EQ(xp_str_strstr(hay, "NEEDLE"), hay + 21);
   EXPECT_EQ(xp_str_stristr(hay, "NEEDLE"), hay);
-  EXPECT_EQ(xp_str_strstr(hay, "pin"), nullptr);
   xp_str *s = xp_str_make("one two\0one", 11);
   EXPECT_EQ(xp_str_find(s, "one", 1, 1), 8);
-  EXPECT_EQ(xp_str_find(nullptr, "one", 1, 0), -1);
-  EXPECT_EQ(xp_str_any(s, "wx", 0), 5);
   EXPECT_EQ(xp_str_any(s, "n", 2), 9);
-  EXPECT_EQ(xp_str_any(nullptr, "n", 0), -1);
   xp_str_release(s);
   EXPECT_EQ(xp_str_txtany("hello, world", -1, ",;", 0), 5);
   EXPECT_EQ(xp_str_txtany("hello", 5, "", 0), -1);
-  EXPECT_EQ(xp_str_txtany("hello", 5, "h", -1), -1);
   EXPECT_EQ(xp_str_txtany("hello", 3, "o", 0), -1);
   EXPECT_EQ(xp_str_strany("Hello", "h", 0), -1);  // exact bytes
 }
@@ -114,9 +92,8 @@ TEST(StrSearch, AgreesWithTheDefinitionOnRandomTexts) {
 }
 
 TEST(StrSearch, TextsThatDefeatTheFilter) {
-  // Edge bytes that occur everywhere: every position passes the filter,
-  // and the search goes on in linear time, also when that needs memory and
-  // none is left.
+  // Edge bytes everywhere: every position passes the filter, and the search
+  // stays linear, also when that needs memory and none is left.
   std::string runs;
   for (int i = 0; i < (1 << 16); i++)
     runs += i % 3 ? 'a' : 'A';
@@ -135,69 +112,50 @@ TEST(StrSearch, TextsThatDefeatTheFilter) {
   }
 }
 
-TEST(StrDerive, Replace) {
+TEST(StrDerive, ReplaceExtractTrimAndCase) {
   xp_str *s = xp_str_new("aaa");
   EXPECT_EQ(take(xp_str_replace(s, "aa", 1, "b", -1)), "ba");  // left to right, no overlap
-  for (xp_str *same : {xp_str_replace(s, "x", 1, "y", -1), xp_str_replace(s, "", 1, "y", -1)}) {
-    EXPECT_EQ(same, s);
-    xp_str_release(same);
-  }
+  xp_str *same = xp_str_replace(s, "x", 1, "y", -1);
+  EXPECT_EQ(same, s);
+  xp_str_release(same);
   xp_str_release(s);
   s = xp_str_new("a-B-c-b");
   EXPECT_EQ(take(xp_str_replace(s, "b", 0, "<bee>", -1)), "a-<bee>-c-<bee>");
-  EXPECT_EQ(take(xp_str_replace(s, "b", 1, "<bee>", -1)), "a-B-c-<bee>");
   EXPECT_EQ(take(xp_str_replace(s, "-", 1, nullptr, 0)), "aBcb");
-  EXPECT_EQ(take(xp_str_replace(s, "-", 1, "xyz", 1)), "axBxcxb");
   EXPECT_EQ(take(xp_str_replace(s, "-", 1, nullptr, 2)), std::string("a\0\0B\0\0c\0\0b", 10));
   xp_str_release(s);
-  EXPECT_EQ(xp_str_replace(nullptr, "a", 1, "b", -1), nullptr);
-}
 
-TEST(StrDerive, Extract) {
-  xp_str *s = xp_str_new("x[y]z[w]");
+  s = xp_str_new("x[y]z[w]");
   char buf[8] = "QQQQQQQ";
   EXPECT_EQ(take(xp_str_extract(s, "[", "]", buf, sizeof buf)), "xz[w]");
   EXPECT_STREQ(buf, "y");
   EXPECT_EQ(take(xp_str_extract(s, "z", "[", nullptr, 0)), "x[y]w]");  // end sought after start
-  xp_str *longer = xp_str_new("<<abcdef>>tail");
-  char small[4];
-  EXPECT_EQ(take(xp_str_extract(longer, "<<", ">>", small, sizeof small)), "tail");
-  EXPECT_STREQ(small, "abc");
-  xp_str_release(longer);
-  // Missing markers: the string itself, the buffer cleared all the same.
-  for (auto marks : {std::pair<const char *, const char *>{"(", ")"}, {"]", "x"}, {nullptr, "]"}}) {
-    buf[0] = 'Q';
-    xp_str *r = xp_str_extract(s, marks.first, marks.second, buf, sizeof buf);
-    EXPECT_EQ(r, s);
-    EXPECT_EQ(buf[0], 0);
-    xp_str_release(r);
-  }
-  EXPECT_EQ(xp_str_extract(nullptr, "[", "]", buf, sizeof buf), nullptr);
+  buf[0] = 'Q';
+  xp_str *r = xp_str_extract(s, "(", ")", buf, sizeof buf);  // missing: itself, buffer cleared
+  EXPECT_EQ(r, s);
+  EXPECT_EQ(buf[0], 0);
+  xp_str_release(r);
   xp_str_release(s);
-}
+  s = xp_str_new("<<abcdef>>tail");
+  char small[4];
+  EXPECT_EQ(take(xp_str_extract(s, "<<", ">>", small, sizeof small)), "tail");
+  EXPECT_STREQ(small, "abc");
+  xp_str_release(s);
 
-TEST(StrDerive, TrimAndCase) {
-  auto trim = [](const char *t) {
-    xp_str *s = xp_str_new(t);
-    xp_str *r = xp_str_trim(s);
-    std::string out = r ? (r == s ? "=" : "") + take(r) : "(null)";
+  const std::pair<const char *, const char *> trims[] = {
+      {" \xc3\xa9z", "z"},                // leading high bytes go too
+      {"a\xc3\xa9 \t\r\n", "a\xc3\xa9"},  // trailing ones stay
+      {" \t\n ", "(null)"},
+      {"", "(null)"}};
+  for (auto [in, out] : trims) {
+    s = xp_str_new(in);
+    EXPECT_EQ(take(xp_str_trim(s)), out) << in;
     xp_str_release(s);
-    return out;
-  };
-  EXPECT_EQ(trim(" \xc3\xa9"
-                 "a"),
-            "a");                                    // leading high bytes go too
-  EXPECT_EQ(trim("a\xc3\xa9 \t\r\n"), "a\xc3\xa9");  // trailing ones stay
-  EXPECT_EQ(trim(" \t\n "), "(null)");
-  EXPECT_EQ(trim(""), "(null)");
-  EXPECT_EQ(trim("kept"), "=kept");
-  EXPECT_EQ(xp_str_trim(nullptr), nullptr);
-
-  xp_str *s = xp_str_make("Hello, \xc3\xa9[z]@`{\0A", 15);
+  }
+  s = xp_str_make("Hello, \xc3\xa9[z]@`{\0A", 15);
   EXPECT_EQ(take(xp_str_upper(s)), std::string("HELLO, \xc3\xa9[Z]@`{\0A", 15));
   EXPECT_EQ(take(xp_str_lower(s)), std::string("hello, \xc3\xa9[z]@`{\0a", 15));
   xp_str_release(s);
-  EXPECT_EQ(xp_str_upper(nullptr), nullptr);
 }
 
 }  // namespace

@@ -31,27 +31,16 @@ Outcome run(const std::string &args) {
   return r;
 }
 
-// The files a test writes, removed when it ends.
-std::vector<std::string> g_written;
-struct CleanUp : testing::EmptyTestEventListener {
-  void OnTestEnd(const testing::TestInfo &) override {
-    for (const std::string &path : g_written)
-      std::remove(path.c_str());
-    g_written.clear();
-  }
-};
-const bool g_cleanup = [] {
-  testing::UnitTest::GetInstance()->listeners().Append(new CleanUp);
-  return true;
-}();
-
-std::string write_file(const std::vector<uint8_t> &bytes, const char *name) {
+// Runs the tool on the bytes written to a file, then removes the file; how
+// is put before the path ("- < " reads it from standard input).
+Outcome run_on(const std::vector<uint8_t> &bytes, const char *name, const char *how = "") {
   std::string path = testing::TempDir() + "ntld_dump_test_" + name;
   FILE *f = fopen(path.c_str(), "wb");
   fwrite(bytes.data(), 1, bytes.size(), f);
   fclose(f);
-  g_written.push_back(path);
-  return path;
+  Outcome r = run(how + path);
+  std::remove(path.c_str());
+  return r;
 }
 
 std::vector<uint8_t> sample() {
@@ -72,76 +61,55 @@ std::vector<uint8_t> sample() {
 }
 
 TEST(NtldDump, PrintsTheTreeIndented) {
-  std::string path = write_file(sample(), "sample.ntld");
-  Outcome r = run(path);
+  Outcome r = run_on(sample(), "sample");
   EXPECT_EQ(r.status, 0) << r.out;
-  EXPECT_NE(r.out.find("@0 tag 0x00000001 type 'root' length 100\n"), std::string::npos) << r.out;
-  EXPECT_NE(r.out.find("  @12 tag 0x656d616e 'name' type 'text' length 9 = \"say \\\"hi\\\"\\n\""),
-            std::string::npos)
-      << r.out;
-  EXPECT_NE(r.out.find("  @36 tag 0x00000002 type 'long' length 4 = -42"), std::string::npos);
-  EXPECT_NE(r.out.find("  @52 tag 0x00000003 type 'list' length 48\n"), std::string::npos);
-  EXPECT_NE(r.out.find("    @64 tag 0x00000004 type 'ctag' length 4 = 0x64636261 'abcd'"),
-            std::string::npos);
-  EXPECT_NE(r.out.find("    @80 tag 0x00000005 type 'blob' length 20 = 00 01 02 03 04 05 06 07 08 "
-                       "09 0a 0b 0c 0d 0e 0f ..."),
-            std::string::npos)
-      << r.out;
-
-  // The same from standard input.
-  Outcome s = run("- < " + path);
+  for (const char *line :
+       {"@0 tag 0x00000001 type 'root' length 100\n",
+        "  @12 tag 0x656d616e 'name' type 'text' length 9 = \"say \\\"hi\\\"\\n\"",
+        "  @36 tag 0x00000002 type 'long' length 4 = -42",
+        "  @52 tag 0x00000003 type 'list' length 48\n",
+        "    @64 tag 0x00000004 type 'ctag' length 4 = 0x64636261 'abcd'",
+        "    @80 tag 0x00000005 type 'blob' length 20 = 00 01 02 03 04 05 06 07 08 09 0a 0b 0c "
+        "0d 0e 0f ..."})
+    EXPECT_NE(r.out.find(line), std::string::npos) << line << "\n" << r.out;
+  Outcome s = run_on(sample(), "stdin", "- < ");
   EXPECT_EQ(s.status, 0);
   EXPECT_EQ(s.out, r.out);
 }
 
 TEST(NtldDump, DamageIsReportedWithItsOffset) {
-  std::vector<uint8_t> good = sample();
-
-  std::vector<uint8_t> cut(good.begin(), good.end() - 5);
-  Outcome r = run(write_file(cut, "cut.ntld"));
-  EXPECT_EQ(r.status, 1);
-  EXPECT_NE(r.out.find("offset 0: item claims 100 data bytes but only 95 follow its header"),
-            std::string::npos)
-      << r.out;
-
-  // The blob inside the nested list claims more than the list holds.
-  std::vector<uint8_t> bad = good;
-  xpn::store_be(&bad[80 + 8], 40);
-  r = run(write_file(bad, "bad.ntld"));
-  EXPECT_EQ(r.status, 1);
-  EXPECT_NE(r.out.find("offset 80: item of 52 bytes (padded) runs past the end of the container "
-                       "at offset 52, which has 32 bytes left"),
-            std::string::npos)
-      << r.out;
-  EXPECT_NE(r.out.find("  @52 tag"), std::string::npos)
-      << "what comes before the damage is printed";
-  EXPECT_EQ(r.out.find("@64"), std::string::npos) << "a level is verified before it is shown";
-
-  // A container whose data ends with a few stray bytes.
-  bad = good;
-  xpn::store_be(&bad[8], 96);
-  bad.resize(108);
-  r = run(write_file(bad, "short.ntld"));
-  EXPECT_EQ(r.status, 1);
-  EXPECT_NE(r.out.find("offset 52:"), std::string::npos) << r.out;
-
-  // Nesting is followed only so deep.
-  std::vector<uint8_t> deep(300 * 12);
+  const std::vector<uint8_t> good = sample();
+  std::vector<uint8_t> cut(good.begin(), good.end() - 5), bad = good, stray = good, deep(300 * 12);
+  xpn::store_be(&bad[80 + 8], 40);  // the blob in the nested list claims more than the list holds
+  xpn::store_be(&stray[8], 96);     // a container whose data ends with stray bytes
+  stray.resize(108);
   xp_ntld *w = xp_ntld_new(deep.data(), uint32_t(deep.size()));
   for (int i = 0; i < 300; ++i)
     xp_ntld_open(w, 1, XP_TAG('d', 'e', 'e', 'p'));
   xp_ntld_length(w);
   xp_release(w);
-  r = run(write_file(deep, "deep.ntld"));
-  EXPECT_EQ(r.status, 1);
-  EXPECT_NE(r.out.find("offset 3072: containers nested deeper than 256 levels"), std::string::npos);
-
-  r = run(write_file({1, 2, 3}, "tiny.ntld"));
-  EXPECT_EQ(r.status, 1);
-  EXPECT_NE(r.out.find("offset 0: 3 bytes left, too few for an item header"), std::string::npos);
-
-  r = run(testing::TempDir() + "no-such-file.ntld");
-  EXPECT_EQ(r.status, 2);
+  const struct {
+    std::vector<uint8_t> bytes;
+    const char *name, *message;
+  } cases[] = {
+      {cut, "cut", "offset 0: item claims 100 data bytes but only 95 follow its header"},
+      {bad, "bad",
+       "offset 80: item of 52 bytes (padded) runs past the end of the container at offset 52, "
+       "which has 32 bytes left"},
+      {stray, "stray", "offset 52:"},
+      {deep, "deep", "offset 3072: containers nested deeper than 256 levels"},
+      {{1, 2, 3}, "tiny", "offset 0: 3 bytes left, too few for an item header"},
+  };
+  for (const auto &c : cases) {
+    Outcome r = run_on(c.bytes, c.name);
+    EXPECT_EQ(r.status, 1) << c.name;
+    EXPECT_NE(r.out.find(c.message), std::string::npos) << r.out;
+    if (c.bytes.size() == good.size() && c.bytes != good) {  // the damaged blob
+      EXPECT_NE(r.out.find("  @52 tag"), std::string::npos) << "what comes before is printed";
+      EXPECT_EQ(r.out.find("@64"), std::string::npos) << "a level is verified before it is shown";
+    }
+  }
+  EXPECT_EQ(run(testing::TempDir() + "no-such-file.ntld").status, 2);
   EXPECT_EQ(run("").status, 2);
 }
 
