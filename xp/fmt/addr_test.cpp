@@ -114,18 +114,6 @@ TEST(AddrRender, GuardBytesAtEverySize) {
   }
 }
 
-TEST(AddrOracle, Ipv4MatchesInetNtop) {
-  std::mt19937 rng(1);
-  for (int i = 0; i < 20000; ++i) {
-    Bytes a(4);
-    for (auto &b : a)
-      b = static_cast<unsigned char>(rng() % (i % 3 ? 256 : 12));
-    char expect[INET_ADDRSTRLEN];
-    ASSERT_NE(inet_ntop(AF_INET, a.data(), expect, sizeof expect), nullptr);
-    ASSERT_EQ(render(1, a, 15), expect);
-  }
-}
-
 // Our rule and inet_ntop's agree when the first zero run is also the
 // earliest longest one, at least two groups long, and no IPv4 tail form
 // applies. Elsewhere the text differs but names the same address.
@@ -176,10 +164,18 @@ TEST(AddrOracle, Ipv6AgainstInetNtopAndInetPton) {
   EXPECT_GT(differ, 1000);
 }
 
-TEST(AddrOracle, DottedQuadsThatInetPtonAccepts) {
+TEST(AddrOracle, Ipv4AgainstInetNtopAndInetPton) {
   std::mt19937 rng(3);
   int accepted = 0;
   for (int i = 0; i < 30000; ++i) {
+    Bytes a(4);
+    for (auto &b : a)
+      b = static_cast<unsigned char>(rng() % (i % 3 ? 256 : 12));
+    char expect[INET_ADDRSTRLEN];
+    ASSERT_NE(inet_ntop(AF_INET, a.data(), expect, sizeof expect), nullptr);
+    ASSERT_EQ(render(1, a, 15), expect);
+
+    // Dotted texts, some with leading zeros or fields out of range.
     std::string text;
     int fields = 3 + rng() % 3;
     for (int f = 0; f < fields; ++f) {
@@ -187,12 +183,12 @@ TEST(AddrOracle, DottedQuadsThatInetPtonAccepts) {
       if (rng() % 8 == 0) text += '0';
       text += std::to_string(rng() % (rng() % 2 ? 256 : 300));
     }
-    unsigned char expect[4];
-    if (inet_pton(AF_INET, text.c_str(), expect) != 1) continue;
+    unsigned char bin[4];
+    if (inet_pton(AF_INET, text.c_str(), bin) != 1) continue;
     ++accepted;
     Bytes out;
     ASSERT_EQ(read(text, &out), 1) << text;
-    ASSERT_EQ(head(out, 5), Bytes({expect[0], expect[1], expect[2], expect[3], 0xEE})) << text;
+    ASSERT_EQ(head(out, 5), Bytes({bin[0], bin[1], bin[2], bin[3], 0xEE})) << text;
   }
   EXPECT_GT(accepted, 3000);
 }

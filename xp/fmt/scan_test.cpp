@@ -141,7 +141,6 @@ TEST(ScanUuid, FormsFailuresAndGuardBytes) {
   } cases[] = {
       {"00112233-4455-6677-8899-AABBCCDDEEFF", 16},
       {"-0011-2233445566778899aabbccddeeff", 16},
-
       {"00112233-4455-6677-8899-AABBCCDDEEFF-", kAllOnes},
       {"00112233-4455-6677-8899-AABBCCDDEEF-", kAllOnes},
       {"00112233-4455-6677-8899-AABBCCDDEEFFx", kAllOnes},
