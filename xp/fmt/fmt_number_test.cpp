@@ -34,9 +34,7 @@ TEST(FmtIntegers, Grouping) {
 }
 
 TEST(FmtIntegers, BasesPrefixesAndPlainWriters) {
-  EXPECT_FMT("0xff|0XFF|010|0|0", "%#x|%#X|%#o|%#x|%#o", 255, 255, 8, 0, 0);
-  EXPECT_FMT("0x000000ff|0000000010|  0xff|0xff      |", "%#010x|%#010o|%#6x|%-#010x|", 255, 8, 255,
-             255);
+  // Flags on other bases are compared with snprintf in the sweep tests.
   EXPECT_FMT("1777777777777777777777", "%llo", ~0ULL);
   char buf[600];
   EXPECT_EQ(8u, xpf_base(buf, sizeof buf, 0xA5, 2, xpf_lower_digits, 0, 0));
