@@ -136,20 +136,18 @@ TEST(AddrOracle, Ipv6AgainstInetNtopAndInetPton) {
     ASSERT_EQ(inet_pton(AF_INET6, mine.c_str(), back), 1) << mine;
     ASSERT_EQ(Bytes(back, back + 16), a) << mine;
 
-    int first = -1, first_len = 0, best_len = 0;
-    for (int k = 0; k < 8;) {
-      if (g[k]) {
-        ++k;
+    int first_len = 0, best_len = 0;
+    for (int k = 0, run = 0; k <= 8; ++k) {
+      if (k < 8 && !g[k]) {
+        ++run;
         continue;
       }
-      int s = k;
-      while (k < 8 && !g[k])
-        ++k;
-      if (first < 0) first = s, first_len = k - s;
-      best_len = std::max(best_len, k - s);
+      if (run && !first_len) first_len = run;
+      best_len = std::max(best_len, run);
+      run = 0;
     }
     bool v4_tail = !g[0] && !g[1] && !g[2] && !g[3] && !g[4];
-    bool agree = first < 0 || (first_len >= 2 && first_len == best_len && !v4_tail);
+    bool agree = !first_len || (first_len >= 2 && first_len == best_len && !v4_tail);
     char theirs[INET6_ADDRSTRLEN];
     ASSERT_NE(inet_ntop(AF_INET6, a.data(), theirs, sizeof theirs), nullptr);
     if (agree) {
