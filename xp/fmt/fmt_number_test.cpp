@@ -20,145 +20,87 @@ std::string grouped(uint64_t v, const char *sizes, const char *sep, uint32_t fla
 }
 
 TEST(FmtIntegers, Grouping) {
-  EXPECT_EQ("1,234,567", grouped(1234567, "\x03", ","));
-  EXPECT_EQ("123", grouped(123, "\x03", ","));
   EXPECT_EQ("1,000", grouped(1000, "\x03", ","));
-  // Sizes from the right; a zero byte repeats the last size.
-  EXPECT_EQ("1,23,45,678", grouped(12345678, "\x03\x02", ","));
-  // 255 (or any byte above 127) ends grouping.
-  EXPECT_EQ("12345,678", grouped(12345678, "\x03\xFF", ","));
-  EXPECT_EQ("12345678", grouped(12345678, "\xFF", ","));
-  // Multi-byte separators; the padding comes from the text writer.
+  EXPECT_EQ("1,23,45,678", grouped(12345678, "\x03\x02", ","));  // a zero byte repeats the last
+  EXPECT_EQ("12345,678", grouped(12345678, "\x03\xFF", ","));    // a byte above 127 ends it
   EXPECT_EQ(
       "1\xC2\xA0"
       "234",
       grouped(1234, "\x03", "\xC2\xA0"));
   EXPECT_EQ("  1.234", grouped(1234, "\x03", ".", 0, 7));
-  // Percent-encoding touches only the separator.
-  EXPECT_EQ("1%2C234", grouped(1234, "\x03", ",", XPF_PLUS));
+  EXPECT_EQ("1%2C234", grouped(1234, "\x03", ",", XPF_PLUS));  // only the separator is encoded
   EXPECT_EQ("0", grouped(0, "\x01", ","));
-  // The default settings group nothing.
-  EXPECT_FMT("1234567|1234567", "%'d|%,d", 1234567, 1234567);
+  EXPECT_FMT("1234567|1234567", "%'d|%,d", 1234567, 1234567);  // the defaults group nothing
 }
 
-TEST(FmtIntegers, BasesAndPrefixes) {
-  EXPECT_FMT("0xff|0XFF|010|0|0", "%#x|%#X|%#o|%#x|%#o", 255, 255, 8, 0, 0);
-  EXPECT_FMT("0x000000ff|0000000010|0x00ff|  0xff", "%#010x|%#010o|%#06x|%#6x", 255, 8, 255, 255);
-  EXPECT_FMT("0xff      |", "%-#010x|", 255);
-  EXPECT_FMT("777|1777777777777777777777", "%o|%llo", 0777, ~0ULL);
-  char buf[80];
+TEST(FmtIntegers, BasesPrefixesAndPlainWriters) {
+  // Flags on other bases are compared with snprintf in the sweep tests.
+  EXPECT_FMT("1777777777777777777777", "%llo", ~0ULL);
+  char buf[600];
   EXPECT_EQ(8u, xpf_base(buf, sizeof buf, 0xA5, 2, xpf_lower_digits, 0, 0));
   EXPECT_EQ("10100101", std::string(buf, 8));
   EXPECT_EQ(0u, xpf_base(buf, sizeof buf, 5, 1, xpf_lower_digits, 0, 0));
   // Zeros between prefix and digits stop at 160 characters.
-  char wide[600];
-  EXPECT_EQ(500u, xpf_base(wide, sizeof wide, 255, 16, xpf_lower_digits, XPF_ALT | XPF_ZERO, 500));
-  EXPECT_EQ("0x" + std::string(156, '0') + "ff", std::string(wide + 340, 160));
-}
+  EXPECT_EQ(500u, xpf_base(buf, sizeof buf, 255, 16, xpf_lower_digits, XPF_ALT | XPF_ZERO, 500));
+  EXPECT_EQ("0x" + std::string(156, '0') + "ff", std::string(buf + 340, 160));
 
-TEST(FmtIntegers, PlainWriters) {
-  char buf[32];
-  EXPECT_EQ(3u, xp_fmt_long(buf, sizeof buf, -42));
-  EXPECT_STREQ("-42", buf);
-  EXPECT_EQ(20u, xp_fmt_quad(buf, sizeof buf, INT64_MIN));
-  EXPECT_STREQ(
-      "\xE2\x88\x92"
-      "92233720368547758",
-      buf);
-  EXPECT_EQ(5u, xp_fmt_quad(buf, 6, INT64_MIN));
+  EXPECT_EQ(5u, xp_fmt_quad(buf, 6, INT64_MIN));  // the minus sign is 3 bytes
   EXPECT_STREQ(
       "\xE2\x88\x92"
       "92",
       buf);
   EXPECT_EQ(20u, xp_fmt_quad(nullptr, 0, INT64_MIN));
-  EXPECT_EQ(19u, xp_fmt_quad(nullptr, 0, INT64_MAX));
-  EXPECT_EQ(0u, xp_fmt_long(buf, 1, 123));
-  EXPECT_STREQ("", buf);
   EXPECT_EQ(2u, xp_fmt_long(buf, 3, 12345));
-  EXPECT_STREQ("12", buf);
-  EXPECT_EQ(1u, xp_fmt_ulong(buf, sizeof buf, 0));
-  EXPECT_STREQ("0", buf);
   EXPECT_EQ(20u, xp_fmt_uquad(buf, sizeof buf, UINT64_MAX));
   EXPECT_STREQ("18446744073709551615", buf);
-  EXPECT_EQ(8u, xp_fmt_xlong(buf, sizeof buf, 0x1F));
+  EXPECT_EQ(8u, xp_fmt_xlong(buf, sizeof buf, 0x1F));  // at least 8 digits
   EXPECT_STREQ("0000001F", buf);
-  EXPECT_EQ(8u, xp_fmt_xlong(buf, sizeof buf, 0));
-  EXPECT_STREQ("00000000", buf);
   EXPECT_EQ(10u, xp_fmt_xlong(buf, sizeof buf, 0xABCDEF0123UL));
-  EXPECT_STREQ("ABCDEF0123", buf);
 }
 
 TEST(FmtFloat, Digitize) {
   char d[XPF_NDIGITS];
-  EXPECT_EQ(3, xpf_digitize(d, 123.0));
-  EXPECT_EQ("1230000", std::string(d, 7));
   EXPECT_EQ(1, xpf_digitize(d, -0.5));  // guard digit in the integer place
-  EXPECT_EQ("0500", std::string(d, 4));
-  EXPECT_EQ(0, xpf_digitize(d, 0.05));
   EXPECT_EQ("0500", std::string(d, 4));
   EXPECT_EQ(-1, xpf_digitize(d, 0.005));
   EXPECT_EQ(0, xpf_digitize(d, 0.0));
   EXPECT_EQ(std::string(XPF_NDIGITS, '0'), std::string(d, XPF_NDIGITS));
   EXPECT_EQ(80, xpf_digitize(d, 1e79));
   EXPECT_EQ(XPF_DIGITS_HUGE, xpf_digitize(d, 1e80));
-  EXPECT_EQ(XPF_DIGITS_HUGE, xpf_digitize(d, 1e300));
 }
 
-TEST(FmtFloat, FixedRoundsHalfUpOnTheDigits) {
-  EXPECT_FMT_OVER("0.13|10|0.001|3.141593", "%.2f|%.0f|%.3f|%f", 0.125, 9.5, 0.0005, 3.1415926);
-  EXPECT_FMT("10.00|-1.5|0.0|1.|100", "%.2f|%.1f|%.1f|%#.0f|%.0f", 9.999, -1.5, 0.04, 1.0, 99.5);
-  EXPECT_FMT_OVER("-0.00|0.50|+2.0| 2.0", "%.2f|%.2f|%+.1f|% .1f", -0.001, 0.5, 2.0, 2.0);
-  EXPECT_FMT("1000000000000000.0|4503599627370496.0", "%.1f|%.1f", 1e15, 4503599627370496.0);
-  // 10^80 and above print nothing.
-  EXPECT_FMT("[]", "[%f]", 1e80);
-  // At most 80 digits in all.
-  Formatted f = run("%.100f", 1.0);
-  EXPECT_EQ(2u + 79u, f.text.size());
-  // Measuring counts the leading zeros of small values twice.
-  EXPECT_FMT_OVER("0.005", "%.3f", 0.005);
+TEST(FmtFloat, FixedAndExponent) {
+  EXPECT_FMT_OVER("0.13|10|0.001|-0.00|+2.0", "%.2f|%.0f|%.3f|%.2f|%+.1f", 0.125, 9.5, 0.0005,
+                  -0.001, 2.0);
+  EXPECT_FMT("10.00|1.|100|4503599627370496.0|[]", "%.2f|%#.0f|%.0f|%.1f|[%f]", 9.999, 1.0, 99.5,
+             4503599627370496.0, 1e80);                 // 10^80 and above print nothing
+  EXPECT_EQ(2u + 79u, run("%.100f", 1.0).text.size());  // at most 80 digits
+  // Measuring counts the leading zeros of small values twice, and a carry
+  // out of the first digit one more.
   EXPECT_EQ(6u, xpf_fcvt(0, 3, nullptr, 0, 0.005));
-  EXPECT_EQ(8u, xpf_fcvt(0, 6, nullptr, 0, 0.0));
-  // A carry out of the first digit counts one more.
   EXPECT_EQ(5u, xpf_fcvt(0, 2, nullptr, 0, 9.999));
   char buf[8];
   EXPECT_EQ(3u, xpf_fcvt(0, 2, buf, 3, 9.999));
   EXPECT_EQ("10.", std::string(buf, 3));
-}
-
-TEST(FmtFloat, Exponent) {
-  EXPECT_FMT("1.234568e+04|0.000000E+00|1e-300", "%e|%E|%.0e", 12345.678, 0.0, 1e-300);
-  EXPECT_FMT("1.0e+01|5.00e-01|-2.5e-03|3.e+00", "%.1e|%.2e|%.1e|%#.0e", 9.96, 0.5, -0.0025, 3.0);
-  EXPECT_FMT("1.000000e+79|[]", "%e|[%e]", 1e79, 1.23456e100);
-  // Measuring uses the exponent before rounding and the full precision.
-  EXPECT_EQ(12u, xpf_ecvt(0, 6, nullptr, 0, 12345.678));
-  EXPECT_EQ(13u, xpf_ecvt(0, 6, nullptr, 0, 1e-300));
-  char buf[4];
-  EXPECT_EQ(0u, xpf_ecvt(0, 6, buf, 0, 1.0));
+  EXPECT_FMT("1.234568e+04|0.000000E+00|1e-300|1.0e+01|3.e+00|1.000000e+79|[]",
+             "%e|%E|%.0e|%.1e|%#.0e|%e|[%e]", 12345.678, 0.0, 1e-300, 9.96, 3.0, 1e79, 1e100);
+  EXPECT_EQ(13u, xpf_ecvt(0, 6, nullptr, 0, 1e-300));  // exponent before rounding
   EXPECT_EQ(4u, xpf_ecvt(0, 6, buf, 4, 1.0));
   EXPECT_EQ("1.00", std::string(buf, 4));
-}
-
-TEST(FmtFloat, GeneralChoosesByExponent) {
-  EXPECT_FMT_OVER("100000|1e+06|0.0001|1e-05|1e+06", "%g|%g|%g|%g|%g", 100000.0, 1000000.0, 0.0001,
-                  0.00001, 999999.5);
-  EXPECT_FMT_OVER("0|0.5|3.14159|1.5|1E+10|2", "%g|%g|%g|%g|%G|%.0g", 0.0, 0.5, 3.14159265, 1.5,
-                  1e10, 1.5);
-  EXPECT_FMT_OVER("1.|12.35", "%#.1g|%.4g", 1.0, 12.3456);
+  EXPECT_FMT_OVER("100000|1e+06|0.0001|1e-05|1e+06|0|1E+10|2|1.|12.35",
+                  "%g|%g|%g|%g|%g|%g|%G|%.0g|%#.1g|%.4g", 100000.0, 1000000.0, 0.0001, 0.00001,
+                  999999.5, 0.0, 1e10, 1.5, 1.0, 12.3456);
 }
 
 TEST(FmtFloat, NanInfinityAndPadding) {
-  EXPECT_FMT("nan|NAN|inf|-INF|+inf| inf", "%f|%E|%g|%G|%+e|% f", NAN, NAN, INFINITY, -INFINITY,
-             INFINITY, INFINITY);
-  EXPECT_FMT("  nan|-inf |", "%5f|%-5f|", -NAN, -INFINITY);
-  // Floating point pads with blanks only.
-  EXPECT_FMT("    3.14|3.14    |", "%08.2f|%-8.2f|", 3.14159, 3.14159);
+  EXPECT_FMT("nan|NAN|inf|-INF|+inf| inf|  nan|-inf |", "%f|%E|%g|%G|%+e|% f|%5f|%-5f|", NAN, NAN,
+             INFINITY, -INFINITY, INFINITY, INFINITY, -NAN, -INFINITY);
+  EXPECT_FMT("    3.14|", "%08.2f|", 3.14159);  // blanks only
   // A field wider than the room keeps its blanks and drops the number's end.
   char buf[8];
   EXPECT_EQ(7u, xp_fmt_format(buf, sizeof buf, "%10.2f", 3.14159));
   EXPECT_STREQ("      3", buf);
   EXPECT_EQ(10u, xp_fmt_format(nullptr, 0, "%10.2f", 3.14159));
-  EXPECT_EQ(7u, xp_fmt_format(buf, sizeof buf, "%-10.2f", 3.14159));
-  EXPECT_STREQ("3.14   ", buf);
 }
 
 }  // namespace
