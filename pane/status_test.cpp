@@ -19,14 +19,11 @@ TEST_F(PaneStatus, LifecycleAndVersion) {
   EXPECT_EQ(timer.starts, std::vector<double>{10.0});
   EXPECT_EQ(timer.fires, 1);  // the line is filled at once
   EXPECT_EQ(controls[PaneControl::txt_vers].text, "5.2.1.3");
-  logic->willUnselect();
-  EXPECT_FALSE(auth.delegate);
   logic->didUnselect();
   logic->didUnselect();
   EXPECT_EQ(timer.stops, 1);
   logic->controlTextDidChange();  // no timer: nothing fires
   EXPECT_EQ(timer.fires, 1);
-
   AgentState s = connected_state();
   s.version = 0xA0F1;
   show(s);
