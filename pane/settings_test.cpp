@@ -65,24 +65,13 @@ TEST_F(PaneSettings, AddressIdentifierAndBackupList) {
   show(connected_state());
   EXPECT_EQ(controls[P::txt_address].text, "domarc.example");
   EXPECT_EQ(controls[P::txt_maid].text, "Tessary ID: C0FFEE-01");
-  struct Case {
-    std::vector<std::array<std::uint8_t, 4>> v4;
-    std::vector<std::array<std::uint8_t, 16>> v6;
-    const char *shown;
-  } cases[] = {
-      {{}, {}, "N/A"},
-      {{{10, 0, 0, 1}, {10, 0, 0, 2}},
-       {{0x20, 0x01, 0x0d, 0xb8, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 1}},
-       "10.0.0.1, 10.0.0.2, 2001:db8::1"},
-  };
-  for (const Case &c : cases) {
-    AgentState s = connected_state();
-    s.ipv4_backups = c.v4;
-    s.ipv6_backups = c.v6;
-    save(s);
-    logic->gather_settings();
-    EXPECT_EQ(controls[P::txt_shadow].text, c.shown);
-  }
+  EXPECT_EQ(controls[P::txt_shadow].text, "N/A");
+  AgentState s = connected_state();
+  s.ipv4_backups = {{10, 0, 0, 1}, {10, 0, 0, 2}};
+  s.ipv6_backups = {{0x20, 0x01, 0x0d, 0xb8, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 1}};
+  save(s);
+  logic->gather_settings();
+  EXPECT_EQ(controls[P::txt_shadow].text, "10.0.0.1, 10.0.0.2, 2001:db8::1");
 }
 
 TEST_F(PaneSettings, HostileBackupCounts) {
