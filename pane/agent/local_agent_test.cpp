@@ -73,35 +73,16 @@ TEST_F(LocalAgent, OptionsChangeOnlyWhereTheMaskAllows) {
   EXPECT_EQ(QuilSetOptions(nullptr, 0x1, 0x1), 0);           // asking for what is there is fine
 }
 
-TEST_F(LocalAgent, NewServerIsTakenOrRefusedAndMessagesAreLogged) {
-  AgentState s;
-  s.configured = "10.1.1.1";
-  s.server = {10, 1, 1, 1};
-  s.session_state = 1;
-  s.backup = s.refuse_new_server = true;
-  save(s);
+// Taking or refusing a new server is exercised through the pane; here the
+// argument checks and what logon does with no server at all.
+TEST_F(LocalAgent, TransportLogonAndMessageArguments) {
+  save(AgentState());
   unsigned char text[] = "\x0bvantor.test";
-  EXPECT_EQ(QuilSetTransport(1, text), QUIL_ERR_SERVER_BUSY);
-  EXPECT_EQ(load().configured, "10.1.1.1");
-  s.refuse_new_server = false;
-  save(s);
+  EXPECT_EQ(QuilAuthenticate(nullptr), kErrNoServer);
   EXPECT_EQ(QuilSetTransport(2, text), kErrParam);
   EXPECT_EQ(QuilSetTransport(1, text), 0);
   EXPECT_EQ(QuilAuthenticate(nullptr), 0);
-  AgentState now = load();
-  EXPECT_EQ(now.name, "vantor.test");
-  EXPECT_EQ(now.server, (std::array<std::uint8_t, 4>{}));
-  EXPECT_FALSE(now.backup);
-  unsigned char numeric[] =
-      "\x0a"
-      "172.16.0.9";
-  EXPECT_EQ(QuilSetTransport(1, numeric), 0);
-  EXPECT_EQ(QuilAuthenticate(nullptr), 0);
-  EXPECT_EQ(load().server, (std::array<std::uint8_t, 4>{172, 16, 0, 9}));
-  EXPECT_EQ(load().name, "");
-  save(AgentState());
-  EXPECT_EQ(QuilAuthenticate(nullptr), kErrNoServer);
-
+  EXPECT_EQ(load().name, "vantor.test");
   unsigned char message[] =
       "\x1f"
       "Close the programs.[.TY-480.]\n\xff";
