@@ -9,89 +9,49 @@ namespace {
 
 class PaneCompanions : public PaneTest {
  protected:
-  void SetUp() override {
-    PaneTest::SetUp();
-    save(connected_state());
-  }
-  void expect_present(PaneControl button, PaneControl label) {
-    EXPECT_TRUE(controls[button].enabled);
-    EXPECT_FALSE(controls[button].hidden);
-    EXPECT_FALSE(controls[label].hidden);
-    EXPECT_EQ(controls[label].colour, TextColour::black);
-  }
-  void expect_absent(PaneControl button, PaneControl label, bool hidden = true) {
-    EXPECT_FALSE(controls[button].enabled);
+  void expect(PaneControl button, PaneControl label, bool present, bool hidden) {
+    EXPECT_EQ(controls[button].enabled, present);
     EXPECT_EQ(controls[button].hidden, hidden);
     EXPECT_EQ(controls[label].hidden, hidden);
-    EXPECT_EQ(controls[label].colour, TextColour::light_grey);
+    EXPECT_EQ(controls[label].colour, present ? TextColour::black : TextColour::light_grey);
   }
 };
 
-TEST_F(PaneCompanions, PresenceMatrix) {
+TEST_F(PaneCompanions, PresenceMatrixAndAlerts) {
+  using P = PaneControl;
+  save(connected_state());
   launcher.apps[kLumetPath] = {kApplicationType, kLumetCreator, true};
+  launcher.apps[kTarrowPath] = {four_cc("fold"), kTarrowCreator, true};  // not an application
   logic->didSelect();
-  expect_present(PaneControl::button_lu, PaneControl::txt_lu);
-  expect_absent(PaneControl::button_tarrow, PaneControl::txt_tarrow);
+  expect(P::button_lu, P::txt_lu, true, false);
+  expect(P::button_tarrow, P::txt_tarrow, false, true);
   EXPECT_EQ(logic->lu_url(), std::optional<std::string>(kLumetPath));
   EXPECT_FALSE(logic->tarrow_url());
 
-  // Another creator, or something that is not an application, is absent.
-  launcher.apps[kLumetPath] = {kApplicationType, kTarrowCreator, true};
-  launcher.apps[kTarrowPath] = {four_cc("fold"), kTarrowCreator, true};
-  logic->didSelect();
-  expect_absent(PaneControl::button_lu, PaneControl::txt_lu);
-  expect_absent(PaneControl::button_tarrow, PaneControl::txt_tarrow);
-
-  launcher.apps[kTarrowPath] = {kApplicationType, kTarrowCreator, true};
-  logic->didSelect();
-  expect_present(PaneControl::button_tarrow, PaneControl::txt_tarrow);
-
-  // Controls that cannot hide stay visible, disabled and grey.
-  launcher.apps.clear();
-  for (PaneControl c : {PaneControl::button_lu, PaneControl::txt_lu}) {
-    controls[c].can_hide = false;
-    controls[c].hidden = false;
-  }
-  logic->didSelect();
-  expect_absent(PaneControl::button_lu, PaneControl::txt_lu, false);
-  expect_absent(PaneControl::button_tarrow, PaneControl::txt_tarrow);
-}
-
-TEST_F(PaneCompanions, OpeningAndItsAlerts) {
-  launcher.apps[kLumetPath] = {kApplicationType, kLumetCreator, true};
+  launcher.apps[kLumetPath].creator = kTarrowCreator;  // another creator is absent too
   launcher.apps[kTarrowPath] = {kApplicationType, kTarrowCreator, false};
   logic->didSelect();
+  expect(P::button_lu, P::txt_lu, false, true);
+  expect(P::button_tarrow, P::txt_tarrow, true, false);
+  logic->tarrowClicked();  // present, but it will not open
+  EXPECT_EQ(launcher.opened, std::vector<std::string>{kTarrowPath});
+  logic->luClicked();  // absent: nothing is opened
+  EXPECT_EQ(launcher.opened.size(), 1u);
+  localizer.table = {{"OK", "Gut"}};
+  launcher.apps.clear();
+  logic->tarrowClicked();  // removed since the pane was shown
+  EXPECT_EQ(alert.shown,
+            (std::vector<std::string>{
+                "Tarrow could not be opened. Try re-installing the Orrin Client. | OK",
+                "Lumet could not be found. Try re-installing the Orrin Client. | OK",
+                "Tarrow could not be opened. Try re-installing the Orrin Client. | Gut"}));
 
-  logic->luClicked();
-  EXPECT_EQ(launcher.opened, std::vector<std::string>{kLumetPath});
-  EXPECT_TRUE(alert.shown.empty());
-
-  logic->tarrowClicked();
-  ASSERT_EQ(alert.shown.size(), 1u);
-  EXPECT_EQ(alert.shown[0], "Tarrow could not be opened. Try re-installing the Orrin Client. | OK");
-
-  // Removed since the pane was shown: the open fails.
-  launcher.apps.erase(kLumetPath);
-  logic->luClicked();
-  ASSERT_EQ(alert.shown.size(), 2u);
-  EXPECT_EQ(alert.shown[1], "Lumet could not be opened. Try re-installing the Orrin Client. | OK");
-
-  // Hidden pane or missing application: nothing is opened.
-  launcher.opened.clear();
-  logic->didUnselect();
-  logic->luClicked();
-  logic->tarrowClicked();
-  EXPECT_TRUE(launcher.opened.empty());
-  ASSERT_EQ(alert.shown.size(), 4u);
-  EXPECT_EQ(alert.shown[2], "Lumet could not be found. Try re-installing the Orrin Client. | OK");
-  EXPECT_EQ(alert.shown[3], "Tarrow could not be found. Try re-installing the Orrin Client. | OK");
-}
-
-TEST_F(PaneCompanions, AlertTextsAreLocalised) {
-  localizer.table = {{"Lumet could not be found. Try re-installing the Orrin Client.", "weg"},
-                     {"OK", "Gut"}};
-  logic->luClicked();
-  EXPECT_EQ(alert.shown, std::vector<std::string>{"weg | Gut"});
+  // Controls that cannot hide stay visible, disabled and grey.
+  for (PaneControl c : {P::button_lu, P::txt_lu})
+    controls[c].can_hide = controls[c].hidden = false;
+  logic->didSelect();
+  expect(P::button_lu, P::txt_lu, false, false);
+  expect(P::button_tarrow, P::txt_tarrow, false, true);
 }
 
 }  // namespace

@@ -1,5 +1,5 @@
-// Test doubles of the pane's user-interface services and a fixture that
-// runs the pane logic against the local agent in a scratch directory.
+// Fakes of the pane's user-interface services and a fixture that runs the
+// pane logic against the local agent in a scratch directory.
 #ifndef TESSARY_PANE_TEST_SUPPORT_H
 #define TESSARY_PANE_TEST_SUPPORT_H
 
@@ -19,13 +19,8 @@ namespace tessary::testing {
 
 struct ControlState {
   std::string text;
-  bool enabled = true;
-  bool hidden = false;
-  bool checked = false;
-  bool can_hide = true;
+  bool enabled = true, hidden = false, checked = false, can_hide = true, delegate = false;
   TextColour colour = TextColour::black;
-  int selections = 0;
-  bool delegate = false;
 };
 
 class FakeControls : public PaneControls {
@@ -39,24 +34,22 @@ class FakeControls : public PaneControls {
   bool checked(PaneControl c) override { return (*this)[c].checked; }
   void set_checked(PaneControl c, bool on) override { (*this)[c].checked = on; }
   void set_text_colour(PaneControl c, TextColour colour) override { (*this)[c].colour = colour; }
-  void select_all(PaneControl c) override { ++(*this)[c].selections; }
+  void select_all(PaneControl) override {}
   void attach_delegate(PaneControl c) override { (*this)[c].delegate = true; }
 
  private:
   std::array<ControlState, kPaneControlCount> state_{};
 };
 
-// L(text): the text itself, or what `table` maps it to.
+// The text itself, or what `table` maps it to.
 class FakeLocalizer : public PaneLocalizer {
  public:
   std::string localized(const std::string &english) override;
   std::map<std::string, std::string> table;
-  std::vector<std::string> asked;
 };
 
 struct FakeApp {
-  std::uint32_t type = kApplicationType;
-  std::uint32_t creator = 0;
+  std::uint32_t type = kApplicationType, creator = 0;
   bool opens = true;
 };
 
@@ -66,7 +59,7 @@ class FakeLauncher : public AppLauncher {
                         std::uint32_t *creator) override;
   bool open(const std::string &path) override;
   std::map<std::string, FakeApp> apps;  // what is installed
-  std::vector<std::string> opened;      // open requests, in order
+  std::vector<std::string> opened;
 };
 
 class FakeTimer : public StatusTimer {
@@ -75,10 +68,8 @@ class FakeTimer : public StatusTimer {
   void fire() override;
   void stop() override { ++stops; }
   PaneLogic *logic = nullptr;
-  bool can_start = true;
   std::vector<double> starts;
-  int fires = 0;
-  int stops = 0;
+  int fires = 0, stops = 0;
 };
 
 class FakeAlert : public AlertPanel {
@@ -94,25 +85,19 @@ class FakeAuth : public AuthorizationView {
   void set_right(const char *r) override { right = r; }
   void attach_delegate() override { delegate = true; }
   void detach_delegate() override { delegate = false; }
-  void update() override { ++updates; }
+  void update() override {}
   bool unlocked() override { return is_unlocked; }
   std::string right;
-  bool delegate = false;
-  int updates = 0;
-  bool is_unlocked = true;
+  bool delegate = false, is_unlocked = true;
 };
 
-// The pane logic with fakes around it and the local agent behind it.
 class PaneTest : public agent::testing::AgentDir {
  protected:
   void SetUp() override;
-  // Writes the agent's state, then shows the pane.
-  void show(const agent::AgentState &state);
+  void show(const agent::AgentState &state);  // saves the state, then shows the pane
   std::string status() { return controls[PaneControl::txt_status].text; }
-  // Types into the address field (the field's delegate hears of it).
-  void type(const std::string &text);
-  // The agent's call log since the last call of this function.
-  std::string new_calls();
+  void type(const std::string &text);  // the field's delegate hears of it
+  std::string new_calls();             // the agent's call log since the last call
 
   FakeControls controls;
   FakeLocalizer localizer;

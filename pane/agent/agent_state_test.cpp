@@ -34,66 +34,44 @@ AgentState busy_state() {
   return s;
 }
 
-TEST(AgentStateFile, EveryFieldRoundTrips) {
-  AgentState s = busy_state();
-  std::string text = format_state(s);
-  std::string error;
-  auto back = parse_state(text, &error);
-  ASSERT_TRUE(back) << error << "\n" << text;
-  EXPECT_EQ(*back, s);
-  // Writing again gives the same text: the form is canonical.
-  EXPECT_EQ(format_state(*back), text);
-
-  AgentState plain;
-  auto again = parse_state(format_state(plain));
-  ASSERT_TRUE(again);
-  EXPECT_EQ(*again, plain);
-}
-
-TEST(AgentStateFile, TextsAreReadableAndEscaped) {
-  EXPECT_EQ(quote_text("domarc.example"), "\"domarc.example\"");
-  EXPECT_EQ(quote_text("caf\xc3\xa9"), "\"caf\xc3\xa9\"");  // well-formed UTF-8 stays as it is
-  EXPECT_EQ(quote_text(std::string("a\"b\\c\x01\xff", 7)), "\"a\\\"b\\\\c\\x01\\xff\"");
-  EXPECT_EQ(quote_text("\xe2\x82"), "\"\\xe2\\x82\"");  // a cut sequence is escaped byte by byte
-}
-
-TEST(AgentStateFile, CommentsBlanksAndMissingKeys) {
+TEST(AgentStateFile, RoundTripsAndReadsLeniently) {
+  for (const AgentState &s : {busy_state(), AgentState()}) {
+    std::string text = format_state(s), error;
+    auto back = parse_state(text, &error);
+    ASSERT_TRUE(back) << error << "\n" << text;
+    EXPECT_EQ(*back, s);
+    EXPECT_EQ(format_state(*back), text);  // the form is canonical
+  }
+  EXPECT_EQ(quote_text(std::string("caf\xc3\xa9\"\\\x01\xe2\x82", 10)),
+            "\"caf\xc3\xa9\\\"\\\\\\x01\\xe2\\x82\"");
   auto s = parse_state("# hello\n\n  trust = 2  \r\nserver = none\nipv4-backups =\n");
   ASSERT_TRUE(s);
   AgentState expected;
   expected.trust = 2;
   EXPECT_EQ(*s, expected);
-  EXPECT_TRUE(parse_state(""));
 }
 
 TEST(AgentStateFile, MalformedFilesAreRejected) {
+  const std::string n255(255, 'x');
+  EXPECT_TRUE(parse_state("name = \"" + n255 + "\"\n"));
   struct Case {
-    const char *text;
+    std::string text;
     const char *error;
   } cases[] = {
       {"trust = 1\nbogus = 2\n", "line 2: unknown key 'bogus'"},
       {"trust = 1\ntrust = 2\n", "line 2: 'trust' given twice"},
       {"just words\n", "line 1: expected key = value"},
-      {"= 3\n", "line 1: expected key = value"},
       {"version = 5.2.16.3\n", "line 1: version"},
-      {"version = 5.2.1\n", "line 1: version"},
-      {"version = 5.2.1.3.4\n", "line 1: version"},
-      {"server = 1.2.3\n", "line 1: server"},
       {"server = 1.2.3.256\n", "line 1: server"},
       {"name = unquoted\n", "line 1: name"},
-      {"name = \"a\"b\"\n", "line 1: name"},
-      {"name = \"bad \\q escape\"\n", "line 1: name"},
       {"name = \"half \\x4\"\n", "line 1: name"},
       {"name = \"trailing \\\"\n", "line 1: name"},
+      {"name = \"x" + n255 + "\"\n", "line 1: name"},
+      {"name = \"" + n255.substr(1) + "\\x41\\x42\"\n", "line 1: name"},
       {"trust = 12abc\n", "line 1: trust"},
-      {"trust = \n", "line 1: trust"},
       {"options = 0x1ffffffffffffffff\n", "line 1: options"},
-      {"audit = 99999999999999999999\n", "line 1: audit"},
       {"ipv4-backups = 10.0.0.1,, 10.0.0.2\n", "line 1: ipv4-backups"},
-      {"ipv6-backups = 10.0.0.1\n", "line 1: ipv6-backups"},
       {"ipv4-count = 65536\n", "line 1: ipv4-count"},
-      {"backup = maybe\n", "line 1: backup"},
-      {"fail.QuilNothing = -1\n", "line 1: fail.QuilNothing"},
       {"fail.QuilVersion = 40000\n", "line 1: fail.QuilVersion"},
   };
   for (const Case &c : cases) {
@@ -101,22 +79,10 @@ TEST(AgentStateFile, MalformedFilesAreRejected) {
     EXPECT_FALSE(parse_state(c.text, &error)) << c.text;
     EXPECT_EQ(error.compare(0, std::strlen(c.error), c.error), 0) << c.text << " -> " << error;
   }
-  // 255 bytes fit in a text, 256 do not.
-  EXPECT_TRUE(parse_state("name = \"" + std::string(255, 'x') + "\"\n"));
-  EXPECT_FALSE(parse_state("name = \"" + std::string(256, 'x') + "\"\n"));
-  EXPECT_FALSE(parse_state("name = \"" + std::string(254, 'x') + "\\x41\\x42\"\n"));
-}
-
-TEST(AgentStateFile, ApplySettingChangesNothingOnError) {
   AgentState s = busy_state();
   std::string error;
   EXPECT_FALSE(apply_setting(s, "ipv4-backups = 1.1.1.1, nonsense", &error));
   EXPECT_EQ(s, busy_state());
-  EXPECT_FALSE(apply_setting(s, "no equals sign", &error));
-  EXPECT_TRUE(apply_setting(s, "fail.QuilGetOptions = off", &error)) << error;
-  EXPECT_EQ(s.fail[static_cast<int>(Op::GetOptions)], 0);
-  EXPECT_TRUE(apply_setting(s, "ipv6-count = auto", &error));
-  EXPECT_FALSE(s.ipv6_count);
 }
 
 }  // namespace

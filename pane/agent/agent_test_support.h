@@ -1,5 +1,5 @@
-// Test support for the local agent: a scratch directory holding the state
-// file, with TESSARY_AGENT_STATE pointing at it.
+// A scratch directory holding the local agent's state file, with
+// TESSARY_AGENT_STATE pointing at it.
 #ifndef TESSARY_AGENT_TEST_SUPPORT_H
 #define TESSARY_AGENT_TEST_SUPPORT_H
 
@@ -16,9 +16,8 @@
 namespace tessary::agent::testing {
 
 inline std::string read_file(const std::string &path) {
-  std::ifstream in(path, std::ios::binary);
   std::stringstream text;
-  text << in.rdbuf();
+  text << std::ifstream(path, std::ios::binary).rdbuf();
   return text.str();
 }
 
@@ -39,7 +38,6 @@ class AgentDir : public ::testing::Test {
     unsetenv(kStateEnv);
     std::filesystem::remove_all(dir_);
   }
-
   AgentPaths paths() const { return AgentPaths(state_path_); }
   void save(const AgentState &state) { ASSERT_EQ(store_state(paths(), state), 0); }
   AgentState load() {
@@ -51,8 +49,7 @@ class AgentDir : public ::testing::Test {
   std::string calls() const { return read_file(paths().calls); }
   std::string messages() const { return read_file(paths().messages); }
 
-  std::string dir_;
-  std::string state_path_;
+  std::string dir_, state_path_;
 };
 
 }  // namespace tessary::agent::testing
