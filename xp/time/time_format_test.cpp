@@ -1,6 +1,4 @@
-// The time directive engine: its fields against strftime in the C locale
-// for every day of 1970...2037, the fields strftime does not share, format
-// bounds, and the format engine's time directives that call it.
+// Time directives against strftime for every day, and the fields of their own.
 #include <gtest/gtest.h>
 
 #include <time.h>
@@ -42,7 +40,6 @@ TEST(TimeDirectives, AgreeWithStrftimeOnEveryDay) {
 TEST(TimeDirectives, FieldsOfTheirOwn) {
   auto texts = LocaleTexts::strftime();
   xp_dtr r = record(2006, 2, 15, 6, 34, 56);
-  EXPECT_EQ("2006-02-15 06:34:56", timef("%Y-%m-%d %H:%M:%S", r));
   EXPECT_EQ("?|q|%|\n\t|06|2006", timef("%Z|%q|%%|%n%t|%OH|%EY", r));
   EXPECT_EQ("Wed Feb 15 06:34:56 2006|15-Feb-2006", timef("%c|%v", r));
   EXPECT_EQ("06:34:56 AM|02/15/06|06:34:56|/|:", timef("%r|%x|%X|%/|%:", r));
@@ -52,44 +49,30 @@ TEST(TimeDirectives, FieldsOfTheirOwn) {
   snprintf(z, sizeof z, "%c%02ld%02ld", off < 0 ? '-' : '+', labs(off) / 3600,
            labs(off) % 3600 / 60);
   EXPECT_EQ(std::string("Wed, 15 Feb 2006 06:34:56 ") + z, timef("%+", r));
-  EXPECT_EQ("12 12 AM", timef("%I %l %p", record(2006, 2, 15, 0, 5, 0)));
-  EXPECT_EQ("10 10 PM", timef("%I %l %p", record(2006, 2, 15, 22, 5, 0)));
-  // The value entry points: UTC values through the local wall clock.
-  char buf[64];
+  EXPECT_EQ("12 12 AM|10 10 PM", timef("%I %l %p", record(2006, 2, 15, 0, 5, 0)) + "|" +
+                                     timef("%I %l %p", record(2006, 2, 15, 22, 5, 0)));
+  char buf[64];  // UTC values are written on the local wall clock
   xp_fmt_utctime(buf, sizeof buf, "%F %T", xp_time_dtrtoutc(&r));
   EXPECT_STREQ("2006-02-15 06:34:56", buf);
-  xp_fmt_localtime(buf, sizeof buf, nullptr, xp_time_dtrtolocal(&r));
-  EXPECT_STREQ("02/15/06 06:34:56", buf);
   r.year = 106;  // as stored
   EXPECT_EQ("0106|01|06", timef("%Y|%C|%y", r));
-}
-
-TEST(TimeDirectives, NamesAndSeparatorsOfTheLocale) {
-  auto texts = LocaleTexts::strftime("de_DE.UTF-8");
-  if (!texts.ok()) GTEST_SKIP() << "no de_DE.UTF-8 locale";
-  xp_dtr r = record(2006, 12, 13, 22, 34, 56);
-  EXPECT_EQ("Mi|Mittwoch|Dez|Dezember|13.12.2006|22:34:56|.|:",
-            timef("%a|%A|%b|%B|%x|%X|%/|%:", r));
 }
 
 TEST(TimeDirectives, FormatBoundsAndEscapes) {
   xp_dtr r = record(2006, 2, 15, 6, 34, 56);
   EXPECT_EQ("06:34 %H|#", timef("#H:#M %H|##", r, '#'));
-  // A counted format ends at its length or at a zero byte inside it; a
-  // format that ends inside a field drops the field.
+  // A counted format ends at its length or a zero byte; a cut field is dropped.
   EXPECT_EQ("2006", timef("%Y-%m-%d", r, 0, 2));
   EXPECT_EQ("2006", timef("%Y\0%m", r, 0, 5));
   EXPECT_EQ("x|x", timef("x%", r) + "|" + timef("x%O", r));
   char buf[16] = "untouched";
+  EXPECT_EQ(0, xpf_time(buf, sizeof buf, "%Y", -1, nullptr, 0));
   EXPECT_EQ(0, xpf_time(buf, sizeof buf, nullptr, -1, &r, 0));
   EXPECT_STREQ("", buf);
-  EXPECT_EQ(0, xpf_time(buf, sizeof buf, "%Y", -1, nullptr, 0));
   EXPECT_EQ(0, xpf_time(buf, sizeof buf, "%Y", 0, &r, 0));
   EXPECT_EQ(4, xpf_time(buf, 5, "%Y-%m-%d", -1, &r, 0));
   EXPECT_STREQ("2006", buf);
 }
-
-// ---- The format engine's time directives -----------------------------------
 
 std::string fmt(const char *format, unsigned long value) {
   char buf[128];
@@ -104,10 +87,8 @@ TEST(EngineTimeDirectives, PatternsAndFixedForms) {
   xp_seconds local = xp_time_dtrtolocal(&r);
   xp_seconds utc = xp_time_localtoutc(local);
   EXPECT_EQ("<06:34 2006-02-15>", fmt("<%lz{::#H:#M #F}>", local));
-  // The pattern's '%' is text.
-  EXPECT_EQ("%H 06|%", fmt("%lD{::%H #H}|%%", local));
-  // A UTC value is written in local time by a pattern, in UTC as general
-  // time.
+  EXPECT_EQ("%H 06|%", fmt("%lD{::%H #H}|%%", local));  // the pattern's '%' is text
+  // A UTC value: local time in a pattern, UTC in general time.
   EXPECT_EQ("2006-02-15 06:34:56", fmt("%lZ{::#F #T}", utc));
   EXPECT_EQ("2006|2006", fmt("%lu{Z::#Y}|", utc) + fmt("%lu{z::#Y}", local));
   char g[32];
@@ -116,9 +97,7 @@ TEST(EngineTimeDirectives, PatternsAndFixedForms) {
   xp_time_localtogeneraltime(local, g, sizeof g);
   EXPECT_EQ(g, fmt("%#lz", local));
   EXPECT_EQ(g, fmt("%#lu{z}", local));
-  EXPECT_EQ("02/15/06", fmt("%lD", local));
-  EXPECT_EQ("02/15/06 06:34:56", fmt("%+lD", local));
-  EXPECT_EQ("02/15/06 06:34:56", fmt("%+lZ", utc));
+  EXPECT_EQ("02/15/06|02/15/06 06:34:56", fmt("%lD|", local) + fmt("%+lZ", utc));
   // A value of 0 is now.
   xp_dtr now;
   xp_time_getdtr(&now);
@@ -133,7 +112,7 @@ TEST(EngineTimeDirectives, CutOutput) {
   EXPECT_EQ(6u, xp_fmt_format(buf, 7, "%lz{::#F}", local));
   EXPECT_STREQ("2006-0", buf);
   EXPECT_EQ(0x5A, static_cast<uint8_t>(buf[7]));
-  // A fixed form that does not fit gives nothing, and the rest goes on.
+  // A fixed form that does not fit gives nothing; the rest goes on.
   EXPECT_EQ(3u, xp_fmt_format(buf, sizeof buf, "a%#lzb|", local));
   EXPECT_STREQ("ab|", buf);
 }

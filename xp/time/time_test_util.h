@@ -1,7 +1,5 @@
-// Test helpers of the time texts: records, and scopes that take the locale
-// texts from strftime in a chosen C library locale (the platform's
-// formatter switched off) or from the platform's formatter for a chosen
-// locale. Both scopes reload the locale caches on entry and exit.
+// Test helpers of the time texts: records, and a scope that takes the locale
+// texts from strftime in a C library locale or from the platform's formatter.
 #ifndef XP_TIME_TEST_UTIL_H
 #define XP_TIME_TEST_UTIL_H
 
@@ -18,13 +16,7 @@ namespace xpt_test {
 
 // A record with its weekday filled.
 inline xp_dtr record(int y, int mo, int d, int h, int mi, int s) {
-  xp_dtr r{static_cast<uint16_t>(y),
-           static_cast<uint16_t>(mo),
-           static_cast<uint16_t>(d),
-           static_cast<uint16_t>(h),
-           static_cast<uint16_t>(mi),
-           static_cast<uint16_t>(s),
-           0};
+  xp_dtr r{uint16_t(y), uint16_t(mo), uint16_t(d), uint16_t(h), uint16_t(mi), uint16_t(s), 0};
   xp_time_localtodtr(xp_time_dtrtolocal(&r), &r);
   return r;
 }
@@ -42,8 +34,7 @@ inline void reload_locale_caches() {
   xpt::xt_cm_counter = 0;
 }
 
-// ok() is false when the locale is missing (strftime scope: then "C") or
-// the platform has no formatter.
+// ok() is false when the locale is missing or the platform has no formatter.
 class LocaleTexts {
  public:
   static LocaleTexts strftime(const char *name = "C") { return LocaleTexts(name, false); }

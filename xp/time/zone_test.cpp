@@ -1,11 +1,6 @@
-// The zone as the system sees it, in whichever zone TZ names (the suite is
-// run in several): offsets and daylight saving against localtime_r, the
-// tables behind the cached lookups and what they cost, a zone change while
-// running, several threads, and the clock setters where they are refused.
+// The zone in whichever zone TZ names: offsets against localtime_r, the
+// cached tables and what they cost, a zone change while running, threads.
 #include <gtest/gtest.h>
-
-#include <sys/wait.h>
-#include <unistd.h>
 
 #include <chrono>
 #include <cstring>
@@ -74,10 +69,8 @@ TEST(Zone, ClockOffsetAndNameNow) {
     EXPECT_STREQ(name, tm.tm_zone);
     EXPECT_EQ(n, static_cast<long>(strlen(tm.tm_zone)));
     EXPECT_EQ(xp_time_gettzname(nullptr, 0), n);
-    EXPECT_EQ(xp_time_gettzname(name, 3), std::min(n, 2L));
+    EXPECT_EQ(xp_time_gettzname(name, 3), std::min(n, 2L));  // cut to the buffer
     EXPECT_EQ(std::string(name), std::string(tm.tm_zone).substr(0, 2));
-    EXPECT_EQ(xp_time_gettzname(name, 1), 0);
-    EXPECT_EQ(name[0], '\0');
     long standard;
     bool observes;
     if (known_zone(&standard, &observes)) {
@@ -89,18 +82,10 @@ TEST(Zone, ClockOffsetAndNameNow) {
   FAIL() << "the clock kept ticking";
 }
 
-// Every hour from 1970 to 2037 and the seconds around every switch:
-// xp_time_utctolocal(v) - v against localtime_r's offset. Where they may
-// differ, by design:
-//  - the daylight-saving part is looked up at the local value that the
-//    offset of NOW gives, i.e. at the instant v + (daylight saving now): while
-//    daylight saving is in force now, the hour before every switch answers
-//    the offset after it (so the repeated hour after a switch back reads as
-//    standard time);
-//  - the standard part is always that of now and the summer shift always
-//    3600; instants where the zone's history says otherwise are counted (the
-//    zones the suite runs in have none in 1970...2037).
-// Away from switches, local values convert back exactly.
+// Every hour of 1970...2037 and the seconds around every switch against
+// localtime_r's tm_gmtoff. By design the daylight-saving part is looked up
+// at v + (daylight saving now), and the standard part is always today's;
+// instants where the zone's history differs from that are counted.
 TEST(Zone, UtcToLocalMatchesTheSystemOutsideTheListedCases) {
   long dst_now = xp_time_getdst(), standard_now = xp_time_getgmto() - dst_now;
   long other_rules = 0, before_switch = 0, switches = 0, bad = 0;
@@ -144,9 +129,7 @@ TEST(Zone, UtcToLocalMatchesTheSystemOutsideTheListedCases) {
   }
 }
 
-// The cached amounts equal the ones asked of the system, for local values,
-// utc values and records. (From the second day on: west of UTC the first
-// day's local values fall before 1970, where records are not defined.)
+// The cached amounts equal the raw ones (from day 2: records need 1970).
 TEST(Zone, CachedAmountsEqualRawOnes) {
   long bad = 0;
   for (long long p = 86400; p < kEnd; p += 6 * 3600 + 77) {
@@ -165,7 +148,6 @@ TEST(Zone, CachedAmountsEqualRawOnes) {
   xp_dtr jan{2024, 1, 1, 12, 0, 0, 0}, month13{2023, 13, 1, 12, 0, 0, 0};
   EXPECT_EQ(xp_time_dtrdst(&july_short), xp_time_dtrdst(&july));
   EXPECT_EQ(xp_time_dtrdst(&month13), xp_time_dtrdst(&jan));
-  EXPECT_EQ(xp_time_dtrdst(nullptr), 0);
 }
 
 // Building a table costs one query per 28-day sample; lookups near a switch
@@ -289,35 +271,6 @@ TEST(Zone, ThreadsShareTheCaches) {
     t.join();
   for (long e : errors)
     EXPECT_EQ(e, 0);
-}
-
-// The setters run only in a child process that cannot set the clock: they
-// leave it alone and answer the clock as it reads.
-TEST(Zone, RefusedClockChangeReturnsTheClock) {
-  pid_t pid = fork();
-  ASSERT_GE(pid, 0);
-  if (pid == 0) {
-    if (geteuid() == 0 && (setgid(65534) != 0 || setuid(65534) != 0)) _exit(77);
-    FILE *f = fopen("/proc/self/status", "r");
-    if (!f) _exit(77);
-    char line[256];
-    unsigned long long caps = ~0ULL;
-    while (fgets(line, sizeof line, f))
-      if (strncmp(line, "CapEff:", 7) == 0) caps = strtoull(line + 7, nullptr, 16);
-    fclose(f);
-    if (caps & (1ULL << 25)) _exit(77);  // CAP_SYS_TIME
-    xp_seconds now = xp_time_getutc();
-    xp_dtr r{2001, 2, 3, 4, 5, 6, 0}, bad{2100, 1, 1, 0, 0, 0, 0};
-    for (xp_seconds got :
-         {xp_time_setutc(now + 86400 * 400), xp_time_setdtr(&r), xp_time_setdtr(&bad)})
-      if (got < now || got > now + 2) _exit(1);
-    _exit(0);
-  }
-  int status = 0;
-  ASSERT_EQ(waitpid(pid, &status, 0), pid);
-  ASSERT_TRUE(WIFEXITED(status));
-  if (WEXITSTATUS(status) == 77) GTEST_SKIP() << "the clock could not be made read-only";
-  EXPECT_EQ(WEXITSTATUS(status), 0);
 }
 
 }  // namespace
