@@ -8,7 +8,11 @@ cmake=${CMAKE_COMMAND:-cmake}
 rm -rf "$work" && mkdir -p "$work"
 prefix=$work/prefix
 
-"$cmake" --install "$build" --prefix "$prefix" >"$work/install.log"
+# The library's components only: the pane goes to GNUstep's system folder,
+# outside any prefix.
+for component in lib dev agent; do
+  "$cmake" --install "$build" --prefix "$prefix" --component $component >>"$work/install.log"
+done
 "$prefix/bin/ntld-dump" --help >/dev/null
 # lib, or lib/<multiarch> when the build's prefix is /usr.
 pcdir=$(dirname "$(find "$prefix" -name xp.pc | head -1)")
