@@ -86,13 +86,8 @@ XP_API size_t xp_fmt_uuid(char *buf, size_t size, const void *bytes, size_t coun
  *    2  network/node, 10 bytes: 32-bit network, 48-bit node, as
  *       "0x" + 8 upper-case hex digits + "/0x" + 12 upper-case hex digits.
  * Neither function allocates, locks or writes a terminating zero. */
-/** The address kinds. */
-enum {
-  XP_ADDR_IPV6 = -1,      /**< IPv6, 16 bytes */
-  XP_ADDR_NETNODE = 0,    /**< network.node, 3 bytes */
-  XP_ADDR_IPV4 = 1,       /**< IPv4, 4 bytes */
-  XP_ADDR_NETNODE_HEX = 2 /**< network/node in hexadecimal, 10 bytes */
-};
+/** The address kinds above, by name. */
+enum { XP_ADDR_IPV6 = -1, XP_ADDR_NETNODE = 0, XP_ADDR_IPV4 = 1, XP_ADDR_NETNODE_HEX = 2 };
 
 /** Renders the address of the given kind into buffer, writing at most size
  * bytes and no terminator; returns the number of characters written (the
