@@ -8,21 +8,27 @@ cmake=${CMAKE_COMMAND:-cmake}
 rm -rf "$work" && mkdir -p "$work"
 prefix=$work/prefix
 
-"$cmake" --install "$build" --prefix "$prefix" >"$work/install.log"
+# The library's components only: the pane goes to GNUstep's system folder,
+# outside any prefix.
+for component in lib dev agent; do
+  "$cmake" --install "$build" --prefix "$prefix" --component $component >>"$work/install.log"
+done
 "$prefix/bin/ntld-dump" --help >/dev/null
+# lib, or lib/<multiarch> when the build's prefix is /usr.
+pcdir=$(dirname "$(find "$prefix" -name xp.pc | head -1)")
+libdir=$(dirname "$pcdir")
 
 echo "== find_package(xp)"
 "$cmake" -S "$here" -B "$work/consumer" -G "${GENERATOR:-Ninja}" -DCMAKE_PREFIX_PATH="$prefix" \
   -DCMAKE_C_COMPILER="${CC:-cc}" >"$work/configure.log"
 "$cmake" --build "$work/consumer" >"$work/build.log"
-LD_LIBRARY_PATH="$prefix/lib:${LD_LIBRARY_PATH:-}" "$work/consumer/consumer"
+LD_LIBRARY_PATH="$libdir:${LD_LIBRARY_PATH:-}" "$work/consumer/consumer"
 "$work/consumer/consumer_static"
 
 echo "== pkg-config xp"
-libdir=$(ls -d "$prefix"/lib*/pkgconfig | head -1)
-export PKG_CONFIG_PATH=$libdir
+export PKG_CONFIG_PATH=$pcdir
 "${CC:-cc}" -std=c11 -o "$work/consumer_pc" "$here/main.c" $(pkg-config --cflags --libs xp)
-LD_LIBRARY_PATH="$(dirname "$libdir"):${LD_LIBRARY_PATH:-}" "$work/consumer_pc"
+LD_LIBRARY_PATH="$libdir:${LD_LIBRARY_PATH:-}" "$work/consumer_pc"
 "${CC:-cc}" -std=c11 -o "$work/consumer_pc_static" "$here/main.c" \
-  $(pkg-config --cflags xp) "$(dirname "$libdir")/libxp.a" $(pkg-config --libs --static xp | sed 's/-lxp//')
+  $(pkg-config --cflags xp) "$libdir/libxp.a" $(pkg-config --libs --static xp | sed 's/-lxp//')
 "$work/consumer_pc_static"

@@ -1,4 +1,5 @@
-/* xp time: time values, zone offset and daylight saving, calendar conversion, time texts.
+/** @file
+ * xp time: time values, zone offset and daylight saving, calendar conversion, time texts.
  *
  * Plain C: compiles as C11 and as C++. */
 #ifndef XP_TIME_H
@@ -25,25 +26,26 @@ extern "C" {
  * of range.
  * ------------------------------------------------------------------------- */
 
-/* Seconds since 1904-01-01 00:00:00; as wide as long. */
+/** Seconds since 1904-01-01 00:00:00; as wide as long. */
 typedef unsigned long xp_seconds;
 
+/** A calendar record: a wall-clock time field by field. */
 typedef struct xp_dtr {
-  uint16_t year;    /* full year as produced; short forms accepted on input */
-  uint16_t month;   /* 1...12 */
-  uint16_t day;     /* 1...31 */
-  uint16_t hour;    /* 0...23 */
-  uint16_t minute;  /* 0...59 */
-  uint16_t second;  /* 0...59 */
-  uint16_t weekday; /* 0 = Sunday ... 6 = Saturday */
+  uint16_t year;    /**< full year as produced; short forms accepted on input */
+  uint16_t month;   /**< 1...12 */
+  uint16_t day;     /**< 1...31 */
+  uint16_t hour;    /**< 0...23 */
+  uint16_t minute;  /**< 0...59 */
+  uint16_t second;  /**< 0...59 */
+  uint16_t weekday; /**< 0 = Sunday ... 6 = Saturday */
 } xp_dtr;
 
-/* Seconds from 1904-01-01 to 1970-01-01: a time value is POSIX time plus this. */
+/** Seconds from 1904-01-01 to 1970-01-01: a time value is POSIX time plus this. */
 #define XP_TIME_POSIX_DELTA 2082844800UL
-/* The answer of xp_time_dtrtolocal for a record out of range (all ones in 32
+/** The answer of xp_time_dtrtolocal for a record out of range (all ones in 32
  * bits, also where long is wider). */
 #define XP_TIME_OUT_OF_RANGE 4294967295UL
-/* The daylight-saving amount: always exactly one hour when in force. */
+/** The daylight-saving amount: always exactly one hour when in force. */
 #define XP_TIME_DST_AMOUNT 3600L
 
 /* ---------------------------------------------------------------------------
@@ -56,26 +58,27 @@ typedef struct xp_dtr {
  * when the zone offset changes. Safe to call from several threads.
  * ------------------------------------------------------------------------- */
 
-/* The utc value now. */
+/** The utc value now. */
 XP_API xp_seconds xp_time_getutc(void);
-/* The local value now. */
+/** The local value now. */
 XP_API xp_seconds xp_time_getlocal(void);
-/* Sets the system clock (whole seconds); a refusal is ignored. Returns the
+/** Sets the system clock (whole seconds); a refusal is ignored. Returns the
  * clock as read afterwards. */
 XP_API xp_seconds xp_time_setutc(xp_seconds utc);
 
-/* Zone offset now, daylight saving included. */
+/** Zone offset now, daylight saving included. */
 XP_API long xp_time_getgmto(void);
-/* 3600 when daylight saving time is in force now, else 0. */
+/** 3600 when daylight saving time is in force now, else 0. */
 XP_API long xp_time_getdst(void);
-/* Seconds WEST of UTC of the zone's standard time: getdst() - getgmto(). */
+/** Seconds WEST of UTC of the zone's standard time: getdst() - getgmto(). */
 XP_API long xp_time_gettz(void);
-/* The abbreviation of the zone in force now. Without a buffer, answers its
+/** The abbreviation of the zone in force now. Without a buffer, answers its
  * length; with one, copies at most size - 1 bytes, terminates, and answers the
  * number copied. An unknown name gives an empty text and 0. */
 XP_API long xp_time_gettzname(char *buffer, long size);
 
-/* Daylight-saving amount at a local value, a utc value, or the wall-clock
+/** @{ */
+/** Daylight-saving amount at a local value, a utc value, or the wall-clock
  * time of a record. The plain forms answer from the cached tables; the _raw
  * forms and xp_time_dtrdst ask the system every time. A time value of 0 drops
  * the table that the lookup would use (it is rebuilt on the next lookup). */
@@ -84,13 +87,16 @@ XP_API long xp_time_localdst_raw(xp_seconds local);
 XP_API long xp_time_utcdst(xp_seconds utc);
 XP_API long xp_time_utcdst_raw(xp_seconds utc);
 XP_API long xp_time_dtrdst(const xp_dtr *dtr);
+/** @} */
 
-/* Zone offset at another instant: the standard offset of now plus the
+/** @{ */
+/** Zone offset at another instant: the standard offset of now plus the
  * daylight-saving amount at that instant. xp_time_utcgmto looks the amount up
  * by the utc value shifted by the offset of now. */
 XP_API long xp_time_dtrgmto(const xp_dtr *dtr);
 XP_API long xp_time_localgmto(xp_seconds local);
 XP_API long xp_time_utcgmto(xp_seconds utc);
+/** @} */
 
 /* ---------------------------------------------------------------------------
  * Calendar conversion and comparison
@@ -103,39 +109,45 @@ XP_API long xp_time_utcgmto(xp_seconds utc);
  * date; the standard part is always the one of now.
  * ------------------------------------------------------------------------- */
 
-/* Fills the record (when given) from a local value; answers the value. */
+/** Fills the record (when given) from a local value; answers the value. */
 XP_API xp_seconds xp_time_localtodtr(xp_seconds local, xp_dtr *dtr);
-/* Fills the record (when given) with the local time of a utc value; answers
+/** Fills the record (when given) with the local time of a utc value; answers
  * the utc value. */
 XP_API xp_seconds xp_time_utctodtr(xp_seconds utc, xp_dtr *dtr);
-/* Local value of a record; XP_TIME_OUT_OF_RANGE when it is out of range. */
+/** Local value of a record; XP_TIME_OUT_OF_RANGE when it is out of range. */
 XP_API xp_seconds xp_time_dtrtolocal(const xp_dtr *dtr);
-/* Utc value of a record's wall-clock time; 0 when it is out of range. */
+/** Utc value of a record's wall-clock time; 0 when it is out of range. */
 XP_API xp_seconds xp_time_dtrtoutc(const xp_dtr *dtr);
+/** The local value of a utc value: plus the zone offset at that instant. */
 XP_API xp_seconds xp_time_utctolocal(xp_seconds utc);
+/** The utc value of a local value: less the zone offset at that wall-clock
+ * time. */
 XP_API xp_seconds xp_time_localtoutc(xp_seconds local);
 
-/* Fills the record (when given) with the local time now and answers the utc
+/** Fills the record (when given) with the local time now and answers the utc
  * value now; when the system cannot tell the local time the record is all
  * zero and the answer 0. */
 XP_API xp_seconds xp_time_getdtr(xp_dtr *dtr);
-/* Sets the system clock to the record's wall-clock time (a refusal is
+/** Sets the system clock to the record's wall-clock time (a refusal is
  * ignored, a record out of range leaves the clock alone). Returns the utc
  * value read afterwards. */
 XP_API xp_seconds xp_time_setdtr(const xp_dtr *dtr);
 
-/* 0-based day of the year (1 January gives 0); a record out of range gives
+/** @{ */
+/** 0-based day of the year (1 January gives 0); a record out of range gives
  * 0. xp_time_utcdoy answers for the local date of the instant. */
 XP_API int xp_time_dtrdoy(const xp_dtr *dtr);
 XP_API int xp_time_localdoy(xp_seconds local);
 XP_API int xp_time_utcdoy(xp_seconds utc);
+/** @} */
 
-/* Orders two records by year, month, day, hour, minute and second as stored
+/** Orders two records by year, month, day, hour, minute and second as stored
  * (no year normalisation, weekday ignored): 1, -1 or 0. A null record orders
  * before any other. */
 XP_API int xp_time_comparedtr(const xp_dtr *a, const xp_dtr *b);
 
-/* 1 when both arguments fall on the same calendar day (month, year) of the
+/** @{ */
+/** 1 when both arguments fall on the same calendar day (month, year) of the
  * local wall clock, else 0. A time value of 0 or a null record stands for
  * now. */
 XP_API int xp_time_utcsameday(xp_seconds a, xp_seconds b);
@@ -147,6 +159,7 @@ XP_API int xp_time_dtrsamemonth(const xp_dtr *a, const xp_dtr *b);
 XP_API int xp_time_utcsameyear(xp_seconds a, xp_seconds b);
 XP_API int xp_time_localsameyear(xp_seconds a, xp_seconds b);
 XP_API int xp_time_dtrsameyear(const xp_dtr *a, const xp_dtr *b);
+/** @} */
 
 /* ---------------------------------------------------------------------------
  * Time texts
@@ -160,38 +173,48 @@ XP_API int xp_time_dtrsameyear(const xp_dtr *a, const xp_dtr *b);
  * nothing: a buffer below their full size gives 0.
  * ------------------------------------------------------------------------- */
 
-/* Clock time of the day, with or without seconds. */
+/** @{ */
+/** Clock time of the day, with or without seconds. */
 XP_API long xp_time_utctotime(xp_seconds utc, char *buf, long size, int seconds);
 XP_API long xp_time_localtotime(xp_seconds local, char *buf, long size, int seconds);
 XP_API long xp_time_dtrtotime(const xp_dtr *dtr, char *buf, long size, int seconds);
-/* Date, short or long. */
+/** @} */
+/** @{ */
+/** Date, short or long. */
 XP_API long xp_time_utctodate(xp_seconds utc, char *buf, long size, int longdate);
 XP_API long xp_time_localtodate(xp_seconds local, char *buf, long size, int longdate);
 XP_API long xp_time_dtrtodate(const xp_dtr *dtr, char *buf, long size, int longdate);
-/* Date, a blank, clock time. When the date alone fills the buffer, only the
+/** @} */
+/** @{ */
+/** Date, a blank, clock time. When the date alone fills the buffer, only the
  * date is written. */
 XP_API long xp_time_utctodatetime(xp_seconds utc, char *buf, long size, int longdate, int seconds);
 XP_API long xp_time_localtodatetime(xp_seconds local, char *buf, long size, int longdate,
                                     int seconds);
 XP_API long xp_time_dtrtodatetime(const xp_dtr *dtr, char *buf, long size, int longdate,
                                   int seconds);
-/* Clock time of a count of seconds since midnight (hours are not reduced
+/** @} */
+/** Clock time of a count of seconds since midnight (hours are not reduced
  * to a day). */
 XP_API long xp_time_secondstotime(unsigned long seconds, char *buf, long size, int withseconds);
 
-/* General time, YYYYMMDDhhmmss then "Z" (UTC, needs size 16) or the zone
+/** @{ */
+/** General time, YYYYMMDDhhmmss then "Z" (UTC, needs size 16) or the zone
  * offset as +hhmm / -hhmm (local, needs size 20). */
 XP_API long xp_time_utctogeneraltime(xp_seconds utc, char *buf, long size);
 XP_API long xp_time_localtogeneraltime(xp_seconds local, char *buf, long size);
 XP_API long xp_time_dtrtogeneraltime(const xp_dtr *dtr, char *buf, long size);
-/* RFC 822 date-time with English names: "Thu, 01 Jan 1970 00:00:00 GMT"
+/** @} */
+/** @{ */
+/** RFC 822 date-time with English names: "Thu, 01 Jan 1970 00:00:00 GMT"
  * (UTC, needs size 30) or with the zone offset instead of GMT (local, needs
  * size 32; the record's weekday must be filled). */
 XP_API long xp_time_utctorfc822datetime(xp_seconds utc, char *buf, long size);
 XP_API long xp_time_localtorfc822datetime(xp_seconds local, char *buf, long size);
 XP_API long xp_time_dtrtorfc822datetime(const xp_dtr *dtr, char *buf, long size);
+/** @} */
 
-/* Writes a record by a strftime-like format whose fields start with the
+/** Writes a record by a strftime-like format whose fields start with the
  * escape character (0: '%'). A negative length means the format runs to its
  * zero byte. Output is cut at size - 1 bytes and terminated; a null buf
  * measures. Answers the bytes produced. Fields: a A b h B c C d D e F G g H
@@ -200,10 +223,12 @@ XP_API long xp_time_dtrtorfc822datetime(const xp_dtr *dtr, char *buf, long size)
  * skipped. Z gives "?"; s gives the record's local value. */
 XP_API long xpf_time(char *buf, long size, const char *format, long length, const xp_dtr *dtr,
                      int escape);
-/* xpf_time of the local time of a utc value, or of a local value, with '%'
+/** @{ */
+/** xpf_time of the local time of a utc value, or of a local value, with '%'
  * as escape; a null format means "%x %X". */
 XP_API long xp_fmt_utctime(char *buf, long size, const char *format, xp_seconds utc);
 XP_API long xp_fmt_localtime(char *buf, long size, const char *format, xp_seconds local);
+/** @} */
 
 /* ---------------------------------------------------------------------------
  * Reading time texts
@@ -211,7 +236,8 @@ XP_API long xp_fmt_localtime(char *buf, long size, const char *format, xp_second
  * Texts are zero-terminated and never read past their terminator.
  * ------------------------------------------------------------------------- */
 
-/* General time: up to seven two-digit fields (century, year, month, day,
+/** @{ */
+/** General time: up to seven two-digit fields (century, year, month, day,
  * hour, minute, second; missing ones are 0), then "Z" (UTC), "L" or nothing
  * (local time), or +hhmm / -hhmm (UTC with that offset); blanks around are
  * allowed. The record comes out in local time; 1 on success, 0 on a
@@ -220,12 +246,15 @@ XP_API long xp_fmt_localtime(char *buf, long size, const char *format, xp_second
 XP_API int xp_time_generaltimetodtr(const char *text, xp_dtr *dtr);
 XP_API xp_seconds xp_time_generaltimetoutc(const char *text);
 XP_API xp_seconds xp_time_generaltimetolocal(const char *text);
-/* ISO 8601 combined: YYYY-MM-DDThh:mm:ss, optionally .fff, then "Z" or an
+/** @} */
+/** @{ */
+/** ISO 8601 combined: YYYY-MM-DDThh:mm:ss, optionally .fff, then "Z" or an
  * offset +hh:mm / +hhmm. 0 on failure. */
 XP_API xp_seconds xp_time_iso8601combinedtoutc(const char *text);
 XP_API xp_seconds xp_time_iso8601combinedtolocal(const char *text);
+/** @} */
 
-/* A date and time as a user types it: date numbers in the given order (0
+/** A date and time as a user types it: date numbers in the given order (0
  * month-day-year, 1 day-month-year, 2 year-month-day) joined by "/" or the
  * separator (0: the locale's date separator), month names allowed, then a
  * clock time with ":" or the locale's time separator and an optional AM/PM
@@ -234,19 +263,23 @@ XP_API xp_seconds xp_time_iso8601combinedtolocal(const char *text);
  * then on success with the normalised local time (a year after 2038 gives
  * the record of XP_TIME_OUT_OF_RANGE); non-zero on success. */
 XP_API int xp_time_datetimefmttodtr(const char *text, int32_t order, char separator, xp_dtr *dtr);
-/* The same in the locale's order and separator. */
+/** The same in the locale's order and separator. */
 XP_API int xp_time_datetimetodtr(const char *text, xp_dtr *dtr);
-/* The same with the time of day set to 0; 1 on success. */
+/** The same with the time of day set to 0; 1 on success. */
 XP_API int xp_time_datetodtr(const char *text, xp_dtr *dtr);
-/* Local values of those: 0 on failure, XP_TIME_OUT_OF_RANGE for a year out
+/** @{ */
+/** Local values of those: 0 on failure, XP_TIME_OUT_OF_RANGE for a year out
  * of range. */
 XP_API xp_seconds xp_time_datetimetolocal(const char *text);
 XP_API xp_seconds xp_time_datetolocal(const char *text);
-/* Utc values of those (the offset at the record's wall-clock time); 0 on
+/** @} */
+/** @{ */
+/** Utc values of those (the offset at the record's wall-clock time); 0 on
  * failure or out of range. */
 XP_API xp_seconds xp_time_datetimetoutc(const char *text);
 XP_API xp_seconds xp_time_datetoutc(const char *text);
-/* Seconds since midnight of a clock time read as above; 0 on failure. */
+/** @} */
+/** Seconds since midnight of a clock time read as above; 0 on failure. */
 XP_API unsigned long xp_time_timetoseconds(const char *text);
 
 #ifdef __cplusplus
