@@ -1,5 +1,5 @@
-// Data object: construction, appending as a longer copy, the accessors,
-// deserialisation from a tagged-container item and the text form.
+// Data object: construction, appending as a longer copy, the accessors and
+// the text form (deserialising is tested with the tagged container).
 #include <gtest/gtest.h>
 
 #include <vector>
@@ -32,14 +32,7 @@ TEST(Data, ConstructAppendGetAndDeserialise) {
   EXPECT_EQ(xp_data_get(d, nullptr, 2) * 100 + xp_data_get(d, buf, 4), 604u);
   EXPECT_EQ(std::memcmp(buf, "abcd\xee", 5), 0);
   EXPECT_EQ(xp_data_get(d, buf, 10), 6u);
-  // Deserialising: the tag must match and the item must hold data.
-  Bytes item{5, 0, 0, 0, 'd', 'a', 't', 'a', 0, 0, 0, 3, 1, 0, 2, 0};
-  auto *r = reinterpret_cast<xp_data *>(xp_deserialize(d, 5, xp_word(item.data())));
-  EXPECT_EQ(bytes_of(r), (Bytes{1, 0, 2}));
-  EXPECT_EQ(xp_deserialize(d, 6, xp_word(item.data())), 0);
-  std::memcpy(item.data() + 4, "xstr", 4);
-  EXPECT_EQ(xp_deserialize(d, 0, xp_word(item.data())), 0);
-  for (xp_data *x : {d, c, grown, same, empty, fresh, r})
+  for (xp_data *x : {d, c, grown, same, empty, fresh})
     xp_release(x);
 }
 
