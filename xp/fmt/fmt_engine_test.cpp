@@ -55,8 +55,9 @@ TEST(FmtGrammar, PositionsFlagsWidthsAndPrecision) {
   EXPECT_FMT("ab|      abc|  ab|a|7    |", "%*s|%*s|%*ls|%.*ls|%*d|", 2, "abc", 9, "abc", 4, w, 1,
              w, -5, 7);
   // Precision limits the output of every non-floating directive.
-  EXPECT_FMT("a|12|-1||  |abcdef", "%*.*s|%.2d|%.2d|%.0d|%10.2s|%.*s", 1, 2, "abc", 12345, -12345,
-             0, "abcdef", -1, "abcdef");
+  // A '.*' count of 0 prints nothing; a negative one counts as none.
+  EXPECT_FMT("a|12|-1||  |abcdef||", "%*.*s|%.2d|%.2d|%.0d|%10.2s|%.*s|%.*s|", 1, 2, "abc", 12345,
+             -12345, 0, "abcdef", -1, "abcdef", 0, "abc");
 }
 
 TEST(FmtGrammar, LengthModifiersAndUnusualEnds) {
