@@ -49,6 +49,7 @@ TEST(NtldPackage, StringAndDataRoundTrip) {
                {s, 1, text, "plain"},
                {s, 0, xp_data_getptr(pd), ""},
                {src, kTag, xp_data_getptr(pd), std::string(bytes.begin(), bytes.end())},
+               {src, 0, xp_data_getptr(pd), std::string(bytes.begin(), bytes.end())},
                {src, kTag + 1, xp_data_getptr(pd), ""},
                {src, 0, item, ""}};
   for (const auto &c : cases) {
