@@ -101,8 +101,8 @@ TEST(Intl, OrdersClocksSeparatorsAndCurrencyOnBothPaths) {
 }
 
 // Every installed locale: names as the C library gives them (the platform's
-// full names too, where it knows the locale), abbreviations that start the
-// full names, and the decimal separator of localeconv.
+// too, for a locale where both agree), no name missing, and the decimal
+// separator of localeconv.
 TEST(Intl, NamesInEveryLocaleOnBothPaths) {
   std::vector<std::string> names;
   FILE *list = popen("locale -a", "r");
