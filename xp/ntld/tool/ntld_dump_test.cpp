@@ -2,6 +2,7 @@
 // and on standard input.
 #include <gtest/gtest.h>
 #include <sys/wait.h>
+#include <unistd.h>
 
 #include <cstdio>
 #include <string>
@@ -24,7 +25,9 @@ static std::pair<int, std::string> run(const std::string &args) {
 // The same on the bytes written to a file, named after `how` ("- < " reads
 // it from standard input).
 static std::pair<int, std::string> run_on(const Bytes &bytes, const std::string &how = "") {
-  std::string path = testing::TempDir() + "ntld_dump_test.ntld";
+  static int files = 0;  // a name of its own: tests may run side by side
+  std::string path = testing::TempDir() + "ntld_dump_test_" + std::to_string(getpid()) + "_" +
+                     std::to_string(files++) + ".ntld";
   FILE *f = fopen(path.c_str(), "wb");
   fwrite(bytes.data(), 1, bytes.size(), f);
   fclose(f);
