@@ -10,6 +10,13 @@ void FakeControls::set_text(PaneControl c, const std::string &utf8) {
   (*this)[c].text = utf8;
 }
 
+bool FakeControls::fits(PaneControl c, const std::string &utf8) {
+  std::size_t chars = 0;
+  for (char b : utf8)
+    chars += (static_cast<unsigned char>(b) & 0xC0) != 0x80;
+  return chars <= (*this)[c].width;
+}
+
 void FakeControls::set_hidden(PaneControl c, bool hidden) {
   EXPECT_TRUE((*this)[c].can_hide) << pane_control_name(c) << " cannot hide";
   (*this)[c].hidden = hidden;

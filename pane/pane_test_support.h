@@ -18,7 +18,8 @@
 namespace tessary::testing {
 
 struct ControlState {
-  std::string text;
+  std::string text, tooltip;
+  std::size_t width = 10000;  // in characters, for fits()
   bool enabled = true, hidden = false, checked = false, can_hide = true, delegate = false;
   TextColour colour = TextColour::black;
 };
@@ -36,6 +37,8 @@ class FakeControls : public PaneControls {
   void set_text_colour(PaneControl c, TextColour colour) override { (*this)[c].colour = colour; }
   void select_all(PaneControl) override {}
   void attach_delegate(PaneControl c) override { (*this)[c].delegate = true; }
+  bool fits(PaneControl c, const std::string &utf8) override;
+  void set_tooltip(PaneControl c, const std::string &utf8) override { (*this)[c].tooltip = utf8; }
 
  private:
   std::array<ControlState, kPaneControlCount> state_{};
