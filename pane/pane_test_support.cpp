@@ -1,3 +1,4 @@
+// The fakes' checks and the pane fixture's helpers.
 #include "pane/pane_test_support.h"
 
 #include "pane/utf8.h"
@@ -22,11 +23,6 @@ void FakeControls::set_hidden(PaneControl c, bool hidden) {
   (*this)[c].hidden = hidden;
 }
 
-std::string FakeLocalizer::localized(const std::string &english) {
-  auto it = table.find(english);
-  return it == table.end() ? english : it->second;
-}
-
 bool FakeLauncher::type_and_creator(const std::string &path, std::uint32_t *type,
                                     std::uint32_t *creator) {
   auto it = apps.find(path);
@@ -40,16 +36,6 @@ bool FakeLauncher::open(const std::string &path) {
   opened.push_back(path);
   auto it = apps.find(path);
   return it != apps.end() && it->second.opens;
-}
-
-bool FakeTimer::start(double seconds) {
-  starts.push_back(seconds);
-  return true;
-}
-
-void FakeTimer::fire() {
-  ++fires;
-  if (logic) logic->updateStatus();
 }
 
 void PaneTest::SetUp() {

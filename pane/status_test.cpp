@@ -34,6 +34,7 @@ TEST_F(PaneStatus, LifecycleAndVersion) {
   EXPECT_EQ(controls[PaneControl::txt_vers].text, "-");  // the view's own text stays
 }
 
+// The connected line; on a short line the server is cut, never the mark.
 TEST_F(PaneStatus, ConnectedLines) {
   struct Case {
     bool backup;
@@ -41,16 +42,22 @@ TEST_F(PaneStatus, ConnectedLines) {
     std::array<std::uint8_t, 4> server;
     long audit, trust;
     std::int16_t audit_fails, trust_fails;
+    std::size_t width;
     const char *line;
   } cases[] = {
-      {false, "domarc-1", {192, 0, 2, 7}, 0, 0, 0, 0, "Connected to Domarc domarc-1"},
-      {true, "vantor-2", {192, 0, 2, 7}, 0, 1, 0, 0, "Connected to Vantor vantor-2 (Trusted)"},
-      {true, "", {198, 51, 100, 254}, 0, 0, 0, 0, "Connected to Vantor 198.51.100.254"},
-      {false, "", {0, 0, 0, 0}, 0, 0, 0, 0, "Connected to Domarc"},
-      {true, "", {0, 0, 0, 0}, 1, 1, 0, 0, "Connected to Vantor (Audit in progress)"},
-      {false, "n", {10, 0, 0, 1}, 1, 1, -1, 0, "Connected to Domarc n (Trusted)"},
-      {false, "n", {10, 0, 0, 1}, 0, 1, 0, -1, "Connected to Domarc n"},
-      {false, "n", {10, 0, 0, 1}, 0, -3, 0, 0, "Connected to Domarc n"},
+      {false, "domarc-1", {192, 0, 2, 7}, 0, 0, 0, 0, 99, "Connected to Domarc domarc-1"},
+      {true, "vantor-2", {192, 0, 2, 7}, 0, 1, 0, 0, 99, "Connected to Vantor vantor-2 (Trusted)"},
+      {true, "", {198, 51, 100, 254}, 0, 0, 0, 0, 99, "Connected to Vantor 198.51.100.254"},
+      {false, "", {0, 0, 0, 0}, 0, 0, 0, 0, 99, "Connected to Domarc"},
+      {true, "", {0, 0, 0, 0}, 1, 1, 0, 0, 99, "Connected to Vantor (Audit in progress)"},
+      {false, "n", {10, 0, 0, 1}, 1, 1, -1, 0, 99, "Connected to Domarc n (Trusted)"},
+      {false, "n", {10, 0, 0, 1}, 0, 1, 0, -1, 99, "Connected to Domarc n"},
+      {false, "n", {10, 0, 0, 1}, 0, -3, 0, 0, 99, "Connected to Domarc n"},
+      {false, "a\xc3\xa9\xc3\xa9" "bcdef", {}, 0, 1, 0, 0, 34,
+       "Connected to Domarc a\xc3\xa9\xc3\xa9\xe2\x80\xa6 (Trusted)"},
+      {false, std::string(255, 'x'), {}, 1, 0, 0, 0, 42,
+       "Connected to Domarc x\xe2\x80\xa6 (Audit in progress)"},
+      {false, "abc", {}, 0, 1, 0, 0, 20, "Connected to Domarc\xe2\x80\xa6"},  // no room at all
   };
   for (const Case &c : cases) {
     AgentState s = connected_state();
@@ -62,9 +69,11 @@ TEST_F(PaneStatus, ConnectedLines) {
     s.fail[static_cast<int>(Op::AuditInfo)] = c.audit_fails;
     s.fail[static_cast<int>(Op::GetSessionTrust)] = c.trust_fails;
     save(s);
+    controls[PaneControl::txt_status].width = c.width;
     logic->gather_settings();
     logic->updateStatus();
     EXPECT_EQ(status(), c.line);
+    EXPECT_EQ(controls[PaneControl::txt_status].tooltip.find("Connected to "), 0u);
   }
 }
 
@@ -97,7 +106,7 @@ TEST_F(PaneStatus, TypingAndClearingTheAddress) {
   EXPECT_EQ(status(), "Connected to Domarc domarc-1");
 }
 
-TEST_F(PaneStatus, HostileNamesStayInBoundsAndReadable) {
+TEST_F(PaneStatus, HostileTextsStayInBoundsAndReadable) {
   AgentState s = connected_state();
   auto line = [&](const std::string &name) {
     s.name = name;
@@ -109,16 +118,19 @@ TEST_F(PaneStatus, HostileNamesStayInBoundsAndReadable) {
   for (int i = 0; i < 255; ++i)
     replaced += "\xEF\xBF\xBD";
   EXPECT_EQ(line(std::string(255, '\xff')), "Connected to Domarc " + replaced);
-  std::string whole = std::string(253, 'a') + "\xc3\xa9";
-  EXPECT_EQ(line(whole), "Connected to Domarc " + whole);
   EXPECT_EQ(line(std::string("abc\0def", 7)), "Connected to Domarc abc");
-  // An address that is not UTF-8 is shown repaired and still matches the field.
+  // An address that is not UTF-8 is shown repaired and still matches the field;
+  // a long identifier is cut on the line, whole in the tooltip.
   s.configured = "srv\xc3";
+  s.identifier = std::string(200, 'i');
   save(s);
+  controls[PaneControl::txt_maid].width = 20;
   logic->gather_settings();
   logic->updateStatus();
   EXPECT_EQ(controls[PaneControl::txt_address].text, "srv\xEF\xBF\xBD");
   EXPECT_EQ(status(), "Connected to Domarc abc");
+  EXPECT_EQ(controls[PaneControl::txt_maid].text, "Tessary ID: iiiiiii\xe2\x80\xa6");
+  EXPECT_EQ(controls[PaneControl::txt_maid].tooltip, "Tessary ID: " + s.identifier);
 }
 
 }  // namespace
