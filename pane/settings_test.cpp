@@ -131,7 +131,7 @@ TEST_F(PaneSettings, BackupList) {
   EXPECT_EQ(entries(shown(3, 0, 0x100)), 127);
 }
 
-TEST_F(PaneSettings, ReturnTabAndLogon) {
+TEST_F(PaneSettings, ReturnTabLogonAndRefusal) {
   show(connected_state());
   new_calls();
   int fires = timer.fires;
@@ -155,26 +155,25 @@ TEST_F(PaneSettings, ReturnTabAndLogon) {
   type(typed);
   logic->logonClicked();
   EXPECT_EQ(load().configured, typed.substr(0, 254));
-}
 
-TEST_F(PaneSettings, RefusedAddress) {
+  // A refused server: the agent shows the localised message, or "failed"
+  // when the localisation yields nothing, and the field gets its address back.
   const std::string refusal =
       "You must close all Domarc controlled programs before selecting a new Domarc.[.TY-480.]";
   AgentState s = connected_state();
   s.refuse_new_server = true;
   show(s);
-  type("203.0.113.5");
-  new_calls();
-  logic->logonClicked();
-  std::string log = new_calls();
-  EXPECT_TRUE(logged(log, "QuilSetTransport(1, \"203.0.113.5\") = -10000\n")) << log;
-  EXPECT_FALSE(logged(log, "QuilAuthenticate"));
-  EXPECT_EQ(messages(), "\"" + refusal + "\"\n");
-  EXPECT_EQ(controls[P::txt_address].text, "domarc.example");  // the refill puts it back
-  localizer.table[refusal] = "";  // with no localisation at all the agent is told "failed"
-  type("203.0.113.6");
-  logic->logonClicked();
-  EXPECT_TRUE(logged(messages(), "\n\"failed\"\n")) << messages();
+  for (const char *localised : {refusal.c_str(), ""}) {
+    localizer.table[refusal] = localised;
+    type("203.0.113.5");
+    new_calls();
+    logic->logonClicked();
+    log = new_calls();
+    EXPECT_TRUE(logged(log, "QuilSetTransport(1, \"203.0.113.5\") = -10000\n")) << log;
+    EXPECT_FALSE(logged(log, "QuilAuthenticate"));
+    EXPECT_EQ(controls[P::txt_address].text, "domarc.example");
+  }
+  EXPECT_EQ(messages(), "\"" + refusal + "\"\n\"failed\"\n");
 }
 
 }  // namespace
