@@ -124,8 +124,8 @@ std::string cut_to_fit(const std::string &text, Fits fits) {
 // The text in full when it fits the control's line; else the middle part is
 // cut short so that the head and tail (the trust or audit mark) stay, or,
 // when even that does not fit, the whole text. The tooltip has it in full.
-void PaneLogic::show_fitted(PaneControl control, const std::string &head,
-                            const std::string &middle, const std::string &tail) {
+void PaneLogic::show_fitted(PaneControl control, const std::string &head, const std::string &middle,
+                            const std::string &tail) {
   PaneControls &controls = ui_.controls;
   std::string full = head + middle + tail;
   controls.set_tooltip(control, full);

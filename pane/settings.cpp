@@ -47,7 +47,8 @@ void append_backup_list(std::vector<std::string> &list, const std::uint8_t *bloc
     // Every address but the first of the whole text is rendered after ", "
     // in the 64-byte scratch buffer, so it has two bytes less room.
     char scratch[64];
-    std::size_t n = render_address(scratch, list.empty() ? 63 : 61, kind, block + 2 + i * entry_size);
+    std::size_t n =
+        render_address(scratch, list.empty() ? 63 : 61, kind, block + 2 + i * entry_size);
     if (n > 0) list.push_back(utf8::repaired(scratch, n));
   }
 }

@@ -104,7 +104,8 @@ TEST_F(PaneSettings, BackupList) {
     for (int i = 0; i < v4; ++i)
       s.ipv4_backups.push_back({10, 0, 0, std::uint8_t(i)});
     for (int i = 0; i < v6; ++i)
-      s.ipv6_backups.push_back({0x20, 1, 0x0d, 0xb8, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, std::uint8_t(i)});
+      s.ipv6_backups.push_back(
+          {0x20, 1, 0x0d, 0xb8, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, std::uint8_t(i)});
     s.ipv4_count = v4_count;
     save(s);
     logic->gather_settings();

@@ -27,8 +27,8 @@ void PaneLogic::updateStatus() {
     return;
   }
   if (state == 0) {
-    show_fitted(PaneControl::txt_status, L("Not connected. Click Logon to attempt reconnect."),
-                "", "");
+    show_fitted(PaneControl::txt_status, L("Not connected. Click Logon to attempt reconnect."), "",
+                "");
     return;
   }
 

@@ -46,6 +46,7 @@ TEST_F(PaneStatus, Lines) {
     std::size_t width;
     const char *typed, *line;
   } cases[] = {
+      // clang-format off
       {1, false, "domarc-1", {192, 0, 2, 7}, 0, 0, 0, 0, 0, 99, "", "Connected to Domarc domarc-1"},
       {1, true, "vantor-2", {192, 0, 2, 7}, 0, 1, 0, 0, 0, 99, "",
        "Connected to Vantor vantor-2 (Trusted)"},
@@ -63,6 +64,7 @@ TEST_F(PaneStatus, Lines) {
       {0, false, "n", {}, 0, 1, 0, 0, 0, 99, "", "Not connected. Click Logon to attempt reconnect."},
       {1, false, "n", {}, 0, 1, 0, 0, 0, 99, "domarc.exampl", "Click Logon to connect to new Domarc."},
       {1, false, "n", {}, 0, 1, -1, 0, 0, 99, "", "Tessary Error! Try re-installing the Orrin Client."},
+      // clang-format on
   };
   for (const Case &c : cases) {
     AgentState s = connected_state();

@@ -59,8 +59,9 @@ TEST_F(AgentTool, InitShowAndChanges) {
   for (int i = 0; i < 130; ++i)
     many += " 10.1.0." + std::to_string(i);
   ASSERT_EQ(run(many), kExitOk);
-  EXPECT_EQ(err_, "tessary-agent: backup add: only the first 127 IPv4 backup servers fit the "
-                  "agent's preference block; 10.1.0.125 and 4 more will not be reported\n");
+  EXPECT_EQ(err_,
+            "tessary-agent: backup add: only the first 127 IPv4 backup servers fit the "
+            "agent's preference block; 10.1.0.125 and 4 more will not be reported\n");
   ASSERT_EQ(run("backup clear ipv4"), kExitOk);
   ASSERT_EQ(run("backup add 10.0.0.1 10.0.0.2"), kExitOk);
   AgentState s = load();

@@ -55,8 +55,8 @@ TEST_F(LocalAgent, PreferenceBlockCountIsItsEntries) {
     AgentState s;
     for (std::size_t i = 1; i <= c.have; ++i) {
       s.ipv4_backups.push_back({10, 0, uint8_t(i >> 8), uint8_t(i)});
-      s.ipv6_backups.push_back({0x20, 1, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, uint8_t(i >> 8),
-                                uint8_t(i)});
+      s.ipv6_backups.push_back(
+          {0x20, 1, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, uint8_t(i >> 8), uint8_t(i)});
     }
     save(s);
     unsigned char block[QUIL_PREF_SIZE + 8];

@@ -59,7 +59,7 @@ TEST(AuthorizationView, LockClicksUnlockAndLockForAnAdministratorOnly) {
   [view setAuthorizationRights:&rights];
   EXPECT_STREQ([view authorizationRights]->items[0].name, "system.privilege.admin");
   EXPECT_NE([view authorizationRights]->items[0].name, item.name);  // a copy
-  setenv("TESSARY_LOCK_DENIED", "1", 1);  // refused as for anyone else
+  setenv("TESSARY_LOCK_DENIED", "1", 1);                            // refused as for anyone else
   [[view lockButton] performClick:nil];
   unsetenv("TESSARY_LOCK_DENIED");
   EXPECT_EQ([view authorizationState], SFAuthorizationViewLockedState);

@@ -281,7 +281,8 @@ class PaneBridge final : public tessary::PaneControls,
   NSView *title = [[_window contentView] viewWithTag:1];
   if ([title isKindOfClass:[NSTextField class]]) {
     NSFont *font = [(NSTextField *)title font];
-    [(NSTextField *)title setFont:[NSFont boldSystemFontOfSize:font != nil ? [font pointSize] : 15]];
+    [(NSTextField *)title
+        setFont:[NSFont boldSystemFontOfSize:font != nil ? [font pointSize] : 15]];
     TessaryFitFont((NSTextField *)title);
   }
   [self setAddressEditable:NO];

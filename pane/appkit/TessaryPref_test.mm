@@ -96,9 +96,14 @@ TEST_F(PaneTest, OutletsActionsAndTheHostsLifecycle) {
                {"button_logon", @selector(logonClicked:)},
                {"button_lu", @selector(luClicked:)},
                {"button_tarrow", @selector(tarrowClicked:)},
-               {"txt_address", nullptr}, {"txt_maid", nullptr}, {"txt_status", nullptr},
-               {"txt_vers", nullptr}, {"txt_shadow", nullptr}, {"txt_lu", nullptr},
-               {"txt_tarrow", nullptr}, {"view_auth", nullptr}};
+               {"txt_address", nullptr},
+               {"txt_maid", nullptr},
+               {"txt_status", nullptr},
+               {"txt_vers", nullptr},
+               {"txt_shadow", nullptr},
+               {"txt_lu", nullptr},
+               {"txt_tarrow", nullptr},
+               {"view_auth", nullptr}};
   for (const auto &w : wired) {
     ASSERT_TRUE(Outlet(w.outlet) != nil) << w.outlet;
     if (w.action == nullptr) continue;
@@ -158,11 +163,11 @@ TEST_F(PaneTest, EveryViewInTheLanguage) {
   WriteState(state + "\n");
   LoadAndSelect();
   NSBundle *bundle = TessaryPaneBundle();
-  NSArray *keys = [[NSDictionary
-      dictionaryWithContentsOfFile:[bundle pathForResource:@"Localizable"
-                                                    ofType:@"strings"
-                                               inDirectory:nil
-                                           forLocalization:@"English"]] allKeys];
+  NSArray *keys =
+      [[NSDictionary dictionaryWithContentsOfFile:[bundle pathForResource:@"Localizable"
+                                                                   ofType:@"strings"
+                                                              inDirectory:nil
+                                                          forLocalization:@"English"]] allKeys];
   NSDictionary *own = [NSDictionary
       dictionaryWithContentsOfFile:[bundle pathForResource:@"Localizable" ofType:@"strings"]];
   ASSERT_TRUE([keys count] > 30 && own != nil);
