@@ -24,6 +24,7 @@
 - (void)syncAddress;
 - (void)syncCompanions;
 - (void)setAddressEditable:(BOOL)editable;
+- (void)closeUpCompanionRows;
 @end
 
 namespace tessary_appkit {
@@ -242,6 +243,7 @@ class PaneBridge final : public tessary::PaneControls,
   [statusTimer release];
   [luURL release];
   [tarrowURL release];
+  [baseFrames release];
   delete bridge;
   [super dealloc];
 }
@@ -297,6 +299,7 @@ class PaneBridge final : public tessary::PaneControls,
 - (void)didSelect {
   bridge->logic.didSelect();
   [self syncCompanions];
+  [self closeUpCompanionRows];
   [self syncAddress];
 }
 
@@ -460,6 +463,33 @@ class PaneBridge final : public tessary::PaneControls,
       tarrow ? [[NSURL fileURLWithPath:tessary_appkit::ns(tessary_appkit::installed_path(*tarrow))]
                    retain]
              : nil;
+}
+
+// The row of a companion application that is hidden leaves no empty row
+// between the others: the rows under it (the lock) move up. Laid out afresh
+// from the interface file's frames each time.
+- (void)closeUpCompanionRows {
+  NSArray *subviews = [[self mainView] subviews];
+  if (baseFrames == nil) {
+    NSMutableArray *frames = [NSMutableArray array];
+    for (NSUInteger i = 0; i < [subviews count]; i++)
+      [frames addObject:[NSValue valueWithRect:[[subviews objectAtIndex:i] frame]]];
+    baseFrames = [frames retain];
+  }
+  NSRect hidden[2];
+  int n = 0;
+  for (NSButton *button : {button_lu, button_tarrow}) {
+    NSUInteger at = [subviews indexOfObjectIdenticalTo:button];
+    if ([button isHidden] && at < [baseFrames count])
+      hidden[n++] = [[baseFrames objectAtIndex:at] rectValue];
+  }
+  for (NSUInteger i = 0; i < [subviews count] && i < [baseFrames count]; i++) {
+    NSRect frame = [[baseFrames objectAtIndex:i] rectValue];
+    for (int r = 0; r < n; r++)
+      if (NSMaxY(frame) <= NSMinY(hidden[r])) frame.origin.y += NSHeight(hidden[r]) + 4;
+    [[subviews objectAtIndex:i] setFrame:frame];
+  }
+  [[self mainView] setNeedsDisplay:YES];
 }
 
 @end
