@@ -52,21 +52,20 @@ TEST_F(LocalAgent, PreferenceBlockCountIsItsEntries) {
                {QUIL_PREF_IPV6_BACKUPS, 16, 31, 31},  {QUIL_PREF_IPV6_BACKUPS, 16, 32, 31},
                {QUIL_PREF_IPV6_BACKUPS, 16, 40, 31}};
   for (const Case &c : cases) {
-    AgentState s;
+    AgentState s;  // entry i (from 1) ends in the byte i
     for (std::size_t i = 1; i <= c.have; ++i) {
-      s.ipv4_backups.push_back({10, 0, uint8_t(i >> 8), uint8_t(i)});
-      s.ipv6_backups.push_back(
-          {0x20, 1, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, uint8_t(i >> 8), uint8_t(i)});
+      s.ipv4_backups.push_back({10, 0, 0, uint8_t(i)});
+      s.ipv6_backups.push_back({0x20, 1, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, uint8_t(i)});
     }
     save(s);
     unsigned char block[QUIL_PREF_SIZE + 8];
     std::memset(block, 0xEE, sizeof block);
     ASSERT_EQ(QuilGetPrefData(nullptr, c.tag, 0, QUIL_PREF_SIZE, block, 0), 0);
-    std::size_t count = std::size_t(block[0]) << 8 | block[1], entries = 0;
+    std::size_t entries = 0;
     while (2 + (entries + 1) * c.entry <= QUIL_PREF_SIZE &&
-           block[2 + (entries + 1) * c.entry - 1] == (entries + 1) % 256)
+           block[1 + (entries + 1) * c.entry] == entries + 1)
       ++entries;
-    EXPECT_EQ(count, c.held) << c.have;
+    EXPECT_EQ(std::size_t(block[0] << 8 | block[1]), c.held) << c.have;
     EXPECT_EQ(entries, c.held) << c.have;
     EXPECT_EQ(block[QUIL_PREF_SIZE], 0xEE);  // nothing past the given size
   }
