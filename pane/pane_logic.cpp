@@ -108,7 +108,8 @@ template <typename Fits>
 std::string cut_to_fit(const std::string &text, Fits fits) {
   static const std::string kEllipsis = "\u2026";
   std::vector<std::size_t> at = boundaries(text);
-  std::size_t lo = 0, hi = at.size() - 2;  // characters kept; all of them did not fit
+  // Characters kept: none at least, all but one at most (all did not fit).
+  std::size_t lo = 0, hi = at.size() >= 2 ? at.size() - 2 : 0;
   while (lo < hi) {
     std::size_t mid = (lo + hi + 1) / 2;
     if (fits(text.substr(0, at[mid]) + kEllipsis))
