@@ -6,6 +6,7 @@
 #include <cstddef>
 #include <cstdint>
 #include <string>
+#include <vector>
 
 namespace tessary::pane {
 
@@ -22,10 +23,11 @@ void put_agent_text(unsigned char *buffer, const std::string &utf8);
 std::size_t render_address(char *buffer, std::size_t room, int kind, const void *address);
 
 // Appends the addresses of a preference block (count, then entries of
-// `entry_size` bytes) to `list`, ", " between addresses; reads only the
-// entries that fit in `block_size` bytes and nothing for a count below 1.
-void append_backup_list(std::string &list, const std::uint8_t *block, std::size_t block_size,
-                        std::size_t entry_size, int kind);
+// `entry_size` bytes) to `list`, each rendered as it would be in the list
+// text (after ", " when the list is not empty); reads only the entries that
+// fit in `block_size` bytes and nothing for a count below 1.
+void append_backup_list(std::vector<std::string> &list, const std::uint8_t *block,
+                        std::size_t block_size, std::size_t entry_size, int kind);
 
 }  // namespace tessary::pane
 

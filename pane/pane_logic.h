@@ -9,8 +9,9 @@
 // What an adapter (the toolkit's controller class) must implement:
 //   PaneControls   - the controls, addressed by PaneControl: text (UTF-8),
 //                    enabled, hidden (only where the control can hide),
-//                    checkbox state, text colour, select-all, and making the
-//                    controller the delegate of a control;
+//                    checkbox state, text colour, select-all, tooltip,
+//                    whether a text fits the control's one line, and making
+//                    the controller the delegate of a control;
 //   PaneLocalizer  - L(text): the bundle's localised text, the English text
 //                    being its own key;
 //   AppLauncher    - the type/creator query of an application bundle and
@@ -28,6 +29,7 @@
 #include <cstdint>
 #include <optional>
 #include <string>
+#include <vector>
 
 namespace tessary {
 
@@ -71,6 +73,10 @@ class PaneControls {
   virtual void select_all(PaneControl control) = 0;
   // Makes the controller the delegate of the control (txt_address).
   virtual void attach_delegate(PaneControl control) = 0;
+  // Whether `utf8` drawn in the control's font fits its width on one line.
+  virtual bool fits(PaneControl control, const std::string &utf8) = 0;
+  // The control's tooltip; empty for none.
+  virtual void set_tooltip(PaneControl control, const std::string &utf8) = 0;
 };
 
 class PaneLocalizer {
@@ -196,6 +202,9 @@ class PaneLogic {
 
  private:
   std::string L(const char *english);
+  void show_fitted(PaneControl control, const std::string &head, const std::string &middle,
+                   const std::string &tail);
+  void show_backups(const std::vector<std::string> &addresses);
   void check_companions();
   void show_version();
   void apply_lock_state();

@@ -1,3 +1,4 @@
+// The fakes' checks and the pane fixture's helpers.
 #include "pane/pane_test_support.h"
 
 #include "pane/utf8.h"
@@ -10,14 +11,16 @@ void FakeControls::set_text(PaneControl c, const std::string &utf8) {
   (*this)[c].text = utf8;
 }
 
+bool FakeControls::fits(PaneControl c, const std::string &utf8) {
+  std::size_t chars = 0;
+  for (char b : utf8)
+    chars += (static_cast<unsigned char>(b) & 0xC0) != 0x80;
+  return chars <= (*this)[c].width;
+}
+
 void FakeControls::set_hidden(PaneControl c, bool hidden) {
   EXPECT_TRUE((*this)[c].can_hide) << pane_control_name(c) << " cannot hide";
   (*this)[c].hidden = hidden;
-}
-
-std::string FakeLocalizer::localized(const std::string &english) {
-  auto it = table.find(english);
-  return it == table.end() ? english : it->second;
 }
 
 bool FakeLauncher::type_and_creator(const std::string &path, std::uint32_t *type,
@@ -33,16 +36,6 @@ bool FakeLauncher::open(const std::string &path) {
   opened.push_back(path);
   auto it = apps.find(path);
   return it != apps.end() && it->second.opens;
-}
-
-bool FakeTimer::start(double seconds) {
-  starts.push_back(seconds);
-  return true;
-}
-
-void FakeTimer::fire() {
-  ++fires;
-  if (logic) logic->updateStatus();
 }
 
 void PaneTest::SetUp() {

@@ -18,8 +18,10 @@
 namespace tessary::testing {
 
 struct ControlState {
-  std::string text;
-  bool enabled = true, hidden = false, checked = false, can_hide = true, delegate = false;
+  std::string text, tooltip;
+  std::size_t width = 10000;  // characters that fit the control's line
+  bool enabled = true, hidden = false, checked = false, can_hide = true, delegate = false,
+       selected = false;
   TextColour colour = TextColour::black;
 };
 
@@ -34,8 +36,10 @@ class FakeControls : public PaneControls {
   bool checked(PaneControl c) override { return (*this)[c].checked; }
   void set_checked(PaneControl c, bool on) override { (*this)[c].checked = on; }
   void set_text_colour(PaneControl c, TextColour colour) override { (*this)[c].colour = colour; }
-  void select_all(PaneControl) override {}
+  void select_all(PaneControl c) override { (*this)[c].selected = true; }
   void attach_delegate(PaneControl c) override { (*this)[c].delegate = true; }
+  bool fits(PaneControl c, const std::string &utf8) override;
+  void set_tooltip(PaneControl c, const std::string &utf8) override { (*this)[c].tooltip = utf8; }
 
  private:
   std::array<ControlState, kPaneControlCount> state_{};
@@ -44,7 +48,10 @@ class FakeControls : public PaneControls {
 // The text itself, or what `table` maps it to.
 class FakeLocalizer : public PaneLocalizer {
  public:
-  std::string localized(const std::string &english) override;
+  std::string localized(const std::string &english) override {
+    auto it = table.find(english);
+    return it == table.end() ? english : it->second;
+  }
   std::map<std::string, std::string> table;
 };
 
@@ -64,8 +71,14 @@ class FakeLauncher : public AppLauncher {
 
 class FakeTimer : public StatusTimer {
  public:
-  bool start(double seconds) override;
-  void fire() override;
+  bool start(double seconds) override {
+    starts.push_back(seconds);
+    return true;
+  }
+  void fire() override {
+    ++fires;
+    if (logic) logic->updateStatus();
+  }
   void stop() override { ++stops; }
   PaneLogic *logic = nullptr;
   std::vector<double> starts;

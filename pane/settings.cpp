@@ -32,8 +32,8 @@ std::size_t render_address(char *buffer, std::size_t room, int kind, const void 
   return static_cast<std::size_t>(n) < room ? static_cast<std::size_t>(n) : room;
 }
 
-void append_backup_list(std::string &list, const std::uint8_t *block, std::size_t block_size,
-                        std::size_t entry_size, int kind) {
+void append_backup_list(std::vector<std::string> &list, const std::uint8_t *block,
+                        std::size_t block_size, std::size_t entry_size, int kind) {
   if (block_size < 2) return;
   // The count is read high byte first with each byte taken as signed, so a
   // low byte of 128 or more makes the count negative.
@@ -44,18 +44,12 @@ void append_backup_list(std::string &list, const std::uint8_t *block, std::size_
   std::size_t entries =
       static_cast<std::size_t>(count) < fit ? static_cast<std::size_t>(count) : fit;
   for (std::size_t i = 0; i < entries; ++i) {
+    // Every address but the first of the whole text is rendered after ", "
+    // in the 64-byte scratch buffer, so it has two bytes less room.
     char scratch[64];
-    std::size_t n;
-    const std::uint8_t *entry = block + 2 + i * entry_size;
-    if (list.empty()) {
-      n = render_address(scratch, 63, kind, entry);
-    } else {
-      scratch[0] = ',';
-      scratch[1] = ' ';
-      n = 2 + render_address(scratch + 2, 61, kind, entry);
-      if (n == 2) n = 0;  // nothing rendered: no separator either
-    }
-    list += utf8::repaired(scratch, n);
+    std::size_t n =
+        render_address(scratch, list.empty() ? 63 : 61, kind, block + 2 + i * entry_size);
+    if (n > 0) list.push_back(utf8::repaired(scratch, n));
   }
 }
 
@@ -75,12 +69,17 @@ void PaneLogic::gather_settings() {
   if (QuilGetSessionEx(nullptr, 0, configured, nullptr, identifier, 0) == 0) {
     addr_from_ty_ = pane::agent_text(configured);
     controls.set_text(PaneControl::txt_address, addr_from_ty_);
-    controls.set_text(PaneControl::txt_maid, L("Tessary ID: ") + pane::agent_text(identifier));
+    show_fitted(PaneControl::txt_maid, L("Tessary ID: "), pane::agent_text(identifier), "");
   }
-  controls.set_enabled(PaneControl::txt_address, unlocked && (mask & QUIL_MASK_SERVER) != 0);
-  controls.select_all(PaneControl::txt_address);
+  bool editable = unlocked && (mask & QUIL_MASK_SERVER) != 0;
+  controls.set_enabled(PaneControl::txt_address, editable);
+  // Logon stays usable whatever the agent's mask says, but never while the
+  // pane is locked: the lock rule wins, a locked pane changes nothing.
+  controls.set_enabled(PaneControl::button_logon, unlocked);
+  // Only an editable field takes the keyboard focus that selecting gives.
+  if (editable) controls.select_all(PaneControl::txt_address);
 
-  std::string list;
+  std::vector<std::string> list;
   std::uint8_t block[QUIL_PREF_SIZE];
   std::memset(block, 0, sizeof block);
   if (QuilGetPrefData(nullptr, QUIL_PREF_IPV4_BACKUPS, 0, sizeof block, block, 0) == 0) {
@@ -90,10 +89,64 @@ void PaneLogic::gather_settings() {
   if (QuilGetPrefData(nullptr, QUIL_PREF_IPV6_BACKUPS, 0, sizeof block, block, 0) == 0) {
     pane::append_backup_list(list, block, sizeof block, 16, -1);
   }
-  controls.set_text(PaneControl::txt_shadow, list.empty() ? L("N/A") : list);
+  show_backups(list);
+}
+
+// The list as far as it fits, then "and N more"; the whole list, a few
+// addresses a line, in the tooltip.
+void PaneLogic::show_backups(const std::vector<std::string> &addresses) {
+  PaneControls &controls = ui_.controls;
+  if (addresses.empty()) {
+    controls.set_text(PaneControl::txt_shadow, L("N/A"));
+    controls.set_tooltip(PaneControl::txt_shadow, "");
+    return;
+  }
+  // The first n addresses, ", " between them and a line break after every
+  // `per_line` of them (0: one line).
+  auto joined = [&](std::size_t n, std::size_t per_line) {
+    std::string text;
+    for (std::size_t i = 0; i < n; ++i) {
+      if (i > 0) text += per_line != 0 && i % per_line == 0 ? ",\n" : ", ";
+      text += addresses[i];
+    }
+    return text;
+  };
+  std::string all = joined(addresses.size(), 0);
+  controls.set_tooltip(PaneControl::txt_shadow, joined(addresses.size(), 4));
+  if (controls.fits(PaneControl::txt_shadow, all)) {
+    controls.set_text(PaneControl::txt_shadow, all);
+    return;
+  }
+  std::string more = L("and %d more");
+  auto shown = [&](std::size_t n) {
+    std::string tail = more;
+    std::size_t at = tail.find("%d");
+    std::string count = std::to_string(addresses.size() - n);
+    if (at == std::string::npos)
+      tail += " " + count;
+    else
+      tail.replace(at, 2, count);
+    return n == 0 ? tail : joined(n, 0) + " " + tail;
+  };
+  // The most addresses that fit with the remainder counted after them.
+  std::size_t lo = 0, hi = addresses.size() - 1;
+  while (lo < hi) {
+    std::size_t mid = (lo + hi + 1) / 2;
+    if (controls.fits(PaneControl::txt_shadow, shown(mid)))
+      lo = mid;
+    else
+      hi = mid - 1;
+  }
+  controls.set_text(PaneControl::txt_shadow, shown(lo));
 }
 
 void PaneLogic::scatter_settings(bool logon) {
+  // Locked, nothing reaches the agent by any path (a click, Return, a field
+  // or checkbox left active from before locking): show its values again.
+  if (!isUnlocked()) {
+    gather_settings();
+    return;
+  }
   bool messages = ui_.controls.checked(PaneControl::chk_messages);
   QuilSetOptions(nullptr, messages ? QUIL_OPTION_MESSAGES : 0, QUIL_OPTION_MESSAGES);
 

@@ -18,45 +18,46 @@ void PaneLogic::updateStatus() {
   long flags = 0, address = 0, state = 0;
   if (QuilGetSessionStatus(nullptr, &flags, &address, &state) != 0) {
     controls.set_enabled(PaneControl::txt_address, false);
-    controls.set_text(PaneControl::txt_status,
-                      L("Tessary Error! Try re-installing the Orrin Client."));
+    show_fitted(PaneControl::txt_status, L("Tessary Error! Try re-installing the Orrin Client."),
+                "", "");
     return;
   }
   if (addr_from_ty_ != controls.text(PaneControl::txt_address)) {
-    controls.set_text(PaneControl::txt_status, L("Click Logon to connect to new Domarc."));
+    show_fitted(PaneControl::txt_status, L("Click Logon to connect to new Domarc."), "", "");
     return;
   }
   if (state == 0) {
-    controls.set_text(PaneControl::txt_status,
-                      L("Not connected. Click Logon to attempt reconnect."));
+    show_fitted(PaneControl::txt_status, L("Not connected. Click Logon to attempt reconnect."), "",
+                "");
     return;
   }
 
-  std::string line = L((flags & QUIL_FLAG_BACKUP) ? "Connected to Vantor" : "Connected to Domarc");
+  // The line is head, server and mark; a server too long for the line is cut
+  // so that the mark always shows.
+  std::string head = L((flags & QUIL_FLAG_BACKUP) ? "Connected to Vantor" : "Connected to Domarc");
+  std::string server, mark;
   unsigned char name[QUIL_TEXT_SIZE];
   name[0] = 0;
-  bool named = QuilGetSessionEx(nullptr, 0, nullptr, name, nullptr, 0) == 0;
-  std::string server = named ? pane::agent_text(name) : std::string();
+  if (QuilGetSessionEx(nullptr, 0, nullptr, name, nullptr, 0) == 0) server = pane::agent_text(name);
   if (!server.empty()) {
-    line += ' ';
-    line += server;
+    head += ' ';
   } else if (address != 0) {
     // The IPv4 address sits in the word's first four bytes.
     unsigned char octets[4];
     std::memcpy(octets, &address, sizeof octets);
     char text[QUIL_TEXT_SIZE];
     std::size_t n = pane::render_address(text, sizeof text - 2, 1, octets);
-    line += ' ';
-    line += utf8::repaired(text, n);
+    head += ' ';
+    server = utf8::repaired(text, n);
   }
 
   long audit = 0, trust = 0;
   if (QuilAuditInfo(&audit, 0, 0) == 0 && audit != 0) {
-    line += L(" (Audit in progress)");
+    mark = L(" (Audit in progress)");
   } else if (QuilGetSessionTrust(nullptr, &trust) == 0 && trust >= 1) {
-    line += L(" (Trusted)");
+    mark = L(" (Trusted)");
   }
-  controls.set_text(PaneControl::txt_status, line);
+  show_fitted(PaneControl::txt_status, head, server, mark);
 }
 
 }  // namespace tessary

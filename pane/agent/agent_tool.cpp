@@ -50,7 +50,27 @@ struct Command {
   Change change;
   bool force = false;
   bool messages = false;  // kPrintLog: which log
+  std::string warning;    // kChange: said on the error stream once the change is made
 };
+
+// Backup servers beyond what a preference block of the pane's size holds are
+// never reported: the warning that says which, or nothing.
+std::string unreported_backups(const AgentState &s) {
+  constexpr std::size_t kFit4 = (QUIL_PREF_SIZE - 2) / 4, kFit6 = (QUIL_PREF_SIZE - 2) / 16;
+  std::string warning;
+  auto check = [&](std::size_t have, std::size_t fit, const char *kind, const std::string &first) {
+    if (have <= fit) return;
+    warning += "tessary-agent: backup add: only the first " + std::to_string(fit) + " " + kind +
+               " backup servers fit the agent's preference block; " + first;
+    if (have - fit > 1) warning += " and " + std::to_string(have - fit - 1) + " more";
+    warning += " will not be reported\n";
+  };
+  if (s.ipv4_backups.size() > kFit4)
+    check(s.ipv4_backups.size(), kFit4, "IPv4", ipv4_text(s.ipv4_backups[kFit4]));
+  if (s.ipv6_backups.size() > kFit6)
+    check(s.ipv6_backups.size(), kFit6, "IPv6", ipv6_text(s.ipv6_backups[kFit6]));
+  return warning;
+}
 
 bool parse_on_off(const std::string &word, bool *on) {
   if (word == "on") {
@@ -208,9 +228,11 @@ bool parse_command(const std::string &name, const std::vector<std::string> &args
         return false;
       }
     }
+    std::string *warning = &cmd->warning;
     cmd->change = [=](AgentState &s, std::string *) {
       s.ipv4_backups.insert(s.ipv4_backups.end(), v4.begin(), v4.end());
       s.ipv6_backups.insert(s.ipv6_backups.end(), v6.begin(), v6.end());
+      *warning = unreported_backups(s);
       return true;
     };
     return true;
@@ -328,6 +350,7 @@ int run_tool(int argc, const char *const *argv, std::FILE *out, std::FILE *err) 
     std::fprintf(err, "tessary-agent: %s\n", error.c_str());
     return kExitUsage;
   }
+  std::fputs(cmd.warning.c_str(), err);
   if (store_state(paths, state) != 0) {
     std::fprintf(err, "tessary-agent: cannot write %s\n", paths.state.c_str());
     return kExitFailed;

@@ -53,7 +53,17 @@ TEST_F(AgentTool, InitShowAndChanges) {
        {"connect backup 192.0.2.1 vantor-1", "configure domarc.example", "options 0x80 0x40000080",
         "backup add 10.0.0.1 2001:db8::1 10.0.0.2", "fail GetOptions", "fail QuilVersion -9",
         "set ipv4-count 300", "backup clear ipv6"})
-    ASSERT_EQ(run(line), kExitOk) << line << ": " << err_;
+    ASSERT_EQ(run(line) == kExitOk && err_.empty(), true) << line << ": " << err_;
+  // Addresses past what the agent's preference block holds are named.
+  std::string many = "backup add";
+  for (int i = 0; i < 130; ++i)
+    many += " 10.1.0." + std::to_string(i);
+  ASSERT_EQ(run(many), kExitOk);
+  EXPECT_EQ(err_,
+            "tessary-agent: backup add: only the first 127 IPv4 backup servers fit the "
+            "agent's preference block; 10.1.0.125 and 4 more will not be reported\n");
+  ASSERT_EQ(run("backup clear ipv4"), kExitOk);
+  ASSERT_EQ(run("backup add 10.0.0.1 10.0.0.2"), kExitOk);
   AgentState s = load();
   EXPECT_TRUE(s.backup && s.session_state == 1 && s.name == "vantor-1");
   EXPECT_EQ(s.configured, "domarc.example");

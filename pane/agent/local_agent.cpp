@@ -3,6 +3,7 @@
 // changed it), appends itself to the call log and releases the lock.
 #include <cstdio>
 #include <cstring>
+#include <optional>
 #include <string>
 
 #include "pane/agent/agent_state.h"
@@ -167,26 +168,30 @@ QuilResult QuilGetPrefData(void *selector, uint32_t tag, long reserved, long siz
     std::size_t entry;
     std::size_t entries;
     int count;
+    std::optional<int> forced;  // a count set in the state, however wrong
     if (tag == QUIL_PREF_IPV4_BACKUPS) {
       entry = 4;
       entries = s.ipv4_backups.size();
-      count = s.ipv4_count ? *s.ipv4_count : static_cast<int>(entries);
+      forced = s.ipv4_count;
     } else if (tag == QUIL_PREF_IPV6_BACKUPS) {
       entry = 16;
       entries = s.ipv6_backups.size();
-      count = s.ipv6_count ? *s.ipv6_count : static_cast<int>(entries);
+      forced = s.ipv6_count;
     } else {
       return kErrParam;
     }
     auto *out = static_cast<std::uint8_t *>(buffer);
     std::size_t room = static_cast<std::size_t>(size);
     std::memset(out, 0, room);
+    // The block holds the entries that fit the caller's size, and its count
+    // says exactly how many (unless the state forces another count).
+    std::size_t fit = (room - 2) / entry;
+    if (entries > fit) entries = fit;
+    count = forced ? *forced : static_cast<int>(entries);
     // The count as the block carries it: 16 bits, high byte first.
     std::uint16_t word = static_cast<std::uint16_t>(count);
     out[0] = static_cast<std::uint8_t>(word >> 8);
     out[1] = static_cast<std::uint8_t>(word);
-    std::size_t fit = (room - 2) / entry;
-    if (entries > fit) entries = fit;
     for (std::size_t i = 0; i < entries; ++i) {
       const std::uint8_t *a = entry == 4 ? s.ipv4_backups[i].data() : s.ipv6_backups[i].data();
       std::memcpy(out + 2 + i * entry, a, entry);

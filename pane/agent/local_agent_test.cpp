@@ -41,19 +41,38 @@ TEST_F(LocalAgent, MissingOrMalformedStateFailsEveryOperation) {
   EXPECT_NE(calls().find("QuilMessageEx(\"1.2\", 0, 0, 0) = -2"), std::string::npos) << calls();
 }
 
-TEST_F(LocalAgent, PreferenceBlocksHoldOnlyWhatFits) {
+// The count is the number of entries in the block, which holds what fits the
+// caller's size: 127 IPv4 or 31 IPv6 addresses in 512 bytes.
+TEST_F(LocalAgent, PreferenceBlockCountIsItsEntries) {
+  struct Case {
+    uint32_t tag;
+    std::size_t entry, have, held;
+  } cases[] = {{QUIL_PREF_IPV4_BACKUPS, 4, 3, 3},     {QUIL_PREF_IPV4_BACKUPS, 4, 127, 127},
+               {QUIL_PREF_IPV4_BACKUPS, 4, 128, 127}, {QUIL_PREF_IPV4_BACKUPS, 4, 140, 127},
+               {QUIL_PREF_IPV6_BACKUPS, 16, 31, 31},  {QUIL_PREF_IPV6_BACKUPS, 16, 32, 31},
+               {QUIL_PREF_IPV6_BACKUPS, 16, 40, 31}};
+  for (const Case &c : cases) {
+    AgentState s;  // entry i (from 1) ends in the byte i
+    for (std::size_t i = 1; i <= c.have; ++i) {
+      s.ipv4_backups.push_back({10, 0, 0, uint8_t(i)});
+      s.ipv6_backups.push_back({0x20, 1, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, uint8_t(i)});
+    }
+    save(s);
+    unsigned char block[QUIL_PREF_SIZE + 8];
+    std::memset(block, 0xEE, sizeof block);
+    ASSERT_EQ(QuilGetPrefData(nullptr, c.tag, 0, QUIL_PREF_SIZE, block, 0), 0);
+    std::size_t entries = 0;
+    while (2 + (entries + 1) * c.entry <= QUIL_PREF_SIZE &&
+           block[1 + (entries + 1) * c.entry] == entries + 1)
+      ++entries;
+    EXPECT_EQ(std::size_t(block[0] << 8 | block[1]), c.held) << c.have;
+    EXPECT_EQ(entries, c.held) << c.have;
+    EXPECT_EQ(block[QUIL_PREF_SIZE], 0xEE);  // nothing past the given size
+  }
   AgentState s;
-  for (int i = 0; i < 200; ++i)
-    s.ipv4_backups.push_back({10, 0, uint8_t(i), 1});
-  s.ipv6_count = -1;
+  s.ipv6_count = -1;  // a count forced in the state is written as it is
   save(s);
-  unsigned char block[QUIL_PREF_SIZE + 8];
-  std::memset(block, 0xEE, sizeof block);
-  ASSERT_EQ(QuilGetPrefData(nullptr, QUIL_PREF_IPV4_BACKUPS, 0, QUIL_PREF_SIZE, block, 0), 0);
-  EXPECT_EQ(block[0] << 8 | block[1], 200);  // the count says 200 ...
-  EXPECT_EQ(block[2 + 126 * 4 + 2], 126);    // ... but only 127 entries fit
-  EXPECT_EQ(block[510] | block[511], 0);
-  EXPECT_EQ(block[512], 0xEE);  // nothing past the given size
+  unsigned char block[QUIL_PREF_SIZE];
   ASSERT_EQ(QuilGetPrefData(nullptr, QUIL_PREF_IPV6_BACKUPS, 0, 512, block, 0), 0);
   EXPECT_EQ(block[0] << 8 | block[1], 0xFFFF);
   EXPECT_EQ(QuilGetPrefData(nullptr, 0x12345678, 0, 512, block, 0), kErrParam);

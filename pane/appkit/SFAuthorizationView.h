@@ -1,7 +1,8 @@
 // The pane's lock view where the system has no authorization view of its own
 // (GNUstep): the same class name and the part of the interface the pane uses.
 // Clicking its lock unlocks only for an administrator (see
-// TessaryAdministrator.h) and locks again on the next click.
+// TessaryAdministrator.h), never when TESSARY_LOCK_DENIED=1 is in the
+// environment (for tests), and locks again on the next click.
 #ifndef TESSARY_SF_AUTHORIZATION_VIEW_H
 #define TESSARY_SF_AUTHORIZATION_VIEW_H
 

@@ -7,6 +7,7 @@
 #include <unistd.h>
 
 #include "TessaryAdministrator.h"
+#import "TessaryFont.h"
 
 static NSString *LockText(NSString *text) {
   return [[NSBundle bundleForClass:[SFAuthorizationView class]] localizedStringForKey:text
@@ -98,6 +99,7 @@ static void FreeRights(AuthorizationRights *rights) {
   [_lockButton setImage:PadlockImage(open)];
   [_hint setStringValue:LockText(open ? @"Click the lock to prevent further changes."
                                       : @"Click the lock to make changes.")];
+  TessaryFitFont(_hint);
   [self setNeedsDisplay:YES];
 }
 
@@ -156,7 +158,11 @@ static void FreeRights(AuthorizationRights *rights) {
 - (BOOL)authorize:(id)sender {
   (void)sender;
   if (_state == SFAuthorizationViewUnlockedState) return YES;
-  if (_rights.count == 0 || !tessary_user_is_administrator(getuid())) {
+  // TESSARY_LOCK_DENIED=1 in the environment refuses every unlock, as for a
+  // user who is not an administrator (for tests).
+  const char *denied = getenv("TESSARY_LOCK_DENIED");
+  BOOL deny = denied != NULL && *denied != '\0' && strcmp(denied, "0") != 0;
+  if (_rights.count == 0 || deny || !tessary_user_is_administrator(getuid())) {
     _state = SFAuthorizationViewLockedState;
     [self showState];
     NSBeep();

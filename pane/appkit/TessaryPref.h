@@ -41,6 +41,9 @@ typedef struct TessaryPaneBridge TessaryPaneBridge;
   NSURL *tarrowURL;
   // The pane logic and the services it reaches the controls through.
   TessaryPaneBridge *bridge;
+  // The view's frames as the interface file gave them, for closing up the
+  // rows of hidden companion applications.
+  NSArray *baseFrames;
 }
 
 - (void)mainViewDidLoad;

@@ -9,6 +9,7 @@
 #include <string>
 
 #include "pane/pane_logic.h"
+#import "TessaryFont.h"
 
 #ifndef GNUSTEP
 #include <CoreServices/CoreServices.h>
@@ -22,6 +23,8 @@
 - (SFAuthorizationView *)authorizationView;
 - (void)syncAddress;
 - (void)syncCompanions;
+- (void)setAddressEditable:(BOOL)editable;
+- (void)closeUpCompanionRows;
 @end
 
 namespace tessary_appkit {
@@ -104,9 +107,14 @@ class PaneBridge final : public tessary::PaneControls,
       [control setTitle:ns(text)];
     else
       [control setStringValue:ns(text)];
+    TessaryFitFont(control);
   }
   void set_enabled(tessary::PaneControl c, bool enabled) override {
-    [[pane_ controlNamed:c] setEnabled:enabled ? YES : NO];
+    id control = [pane_ controlNamed:c];
+    // The address field is editable, selectable and focusable only while it
+    // is enabled; disabling it drops an edit in progress and its focus.
+    if (c == tessary::PaneControl::txt_address) [pane_ setAddressEditable:enabled ? YES : NO];
+    [control setEnabled:enabled ? YES : NO];
   }
   bool can_hide(tessary::PaneControl c) override {
     return [[pane_ controlNamed:c] respondsToSelector:@selector(setHidden:)];
@@ -130,6 +138,17 @@ class PaneBridge final : public tessary::PaneControls,
   void attach_delegate(tessary::PaneControl c) override {
     id control = [pane_ controlNamed:c];
     if ([control respondsToSelector:@selector(setDelegate:)]) [control setDelegate:pane_];
+  }
+
+  bool fits(tessary::PaneControl c, const std::string &text) override {
+    id control = [pane_ controlNamed:c];
+    NSCell *cell = [[[control cell] copy] autorelease];
+    [cell setStringValue:ns(text)];
+    [cell setFont:TessaryFontCovering([cell font], [cell stringValue])];
+    return [cell cellSize].width <= NSWidth([control frame]);
+  }
+  void set_tooltip(tessary::PaneControl c, const std::string &text) override {
+    [[pane_ controlNamed:c] setToolTip:text.empty() ? nil : ns(text)];
   }
 
   // PaneLocalizer
@@ -224,32 +243,53 @@ class PaneBridge final : public tessary::PaneControls,
   [statusTimer release];
   [luURL release];
   [tarrowURL release];
+  [baseFrames release];
   delete bridge;
   [super dealloc];
 }
 
 // The interface file holds English texts: show them in the user's language.
+// Only the address field can be edited, and only once the lock is open; the
+// agent's facts (identifier, version, status, backups) can be selected and
+// copied; labels neither.
 - (void)awakeFromNib {
   NSBundle *bundle = [self bundle];
+  NSArray *selectable = [NSArray arrayWithObjects:txt_maid, txt_vers, txt_status, txt_shadow, nil];
   NSMutableArray *pending = [NSMutableArray arrayWithObject:[_window contentView]];
   while ([pending count] > 0) {
     NSView *view = [pending lastObject];
     [pending removeLastObject];
+    if ([view isKindOfClass:[SFAuthorizationView class]]) continue;  // localises itself
     [pending addObjectsFromArray:[view subviews]];
-    if ([view isKindOfClass:[SFAuthorizationView class]]) {
-      [pending removeObjectsInArray:[view subviews]];
-    } else if ([view isKindOfClass:[NSButton class]]) {
+    if ([view isKindOfClass:[NSButton class]]) {
       NSString *title = [(NSButton *)view title];
       if ([title length] > 0)
         [(NSButton *)view setTitle:[bundle localizedStringForKey:title value:nil table:nil]];
-    } else if ([view isKindOfClass:[NSTextField class]] && ![(NSTextField *)view isEditable]) {
-      NSString *text = [(NSTextField *)view stringValue];
+      TessaryFitFont((NSButton *)view);
+    } else if ([view isKindOfClass:[NSTextField class]]) {
+      NSTextField *field = (NSTextField *)view;
+      NSString *text = [field stringValue];
       if ([text length] > 0)
-        [(NSTextField *)view setStringValue:[bundle localizedStringForKey:text
-                                                                    value:nil
-                                                                    table:nil]];
+        [field setStringValue:[bundle localizedStringForKey:text value:nil table:nil]];
+      TessaryFitFont(field);
+      if (field != txt_address) {
+        [field setEditable:NO];
+        [field setSelectable:[selectable indexOfObjectIdenticalTo:field] != NSNotFound];
+      }
     }
   }
+  // The interface loader ignores the bold system font: the title (tag 1) gets
+  // it here.
+  NSView *title = [[_window contentView] viewWithTag:1];
+  if ([title isKindOfClass:[NSTextField class]]) {
+    NSFont *font = [(NSTextField *)title font];
+    [(NSTextField *)title
+        setFont:[NSFont boldSystemFontOfSize:font != nil ? [font pointSize] : 15]];
+    TessaryFitFont((NSTextField *)title);
+  }
+  [self setAddressEditable:NO];
+  [txt_address setEnabled:NO];
+  [button_logon setEnabled:NO];
 }
 
 - (void)mainViewDidLoad {
@@ -259,6 +299,7 @@ class PaneBridge final : public tessary::PaneControls,
 - (void)didSelect {
   bridge->logic.didSelect();
   [self syncCompanions];
+  [self closeUpCompanionRows];
   [self syncAddress];
 }
 
@@ -387,6 +428,15 @@ class PaneBridge final : public tessary::PaneControls,
   statusTimer = nil;
 }
 
+- (void)setAddressEditable:(BOOL)editable {
+  if (!editable && [txt_address currentEditor] != nil) {
+    [txt_address abortEditing];
+    [[txt_address window] makeFirstResponder:nil];
+  }
+  [txt_address setEditable:editable];
+  [txt_address setSelectable:editable];
+}
+
 - (SFAuthorizationView *)authorizationView {
   return view_auth;
 }
@@ -413,6 +463,33 @@ class PaneBridge final : public tessary::PaneControls,
       tarrow ? [[NSURL fileURLWithPath:tessary_appkit::ns(tessary_appkit::installed_path(*tarrow))]
                    retain]
              : nil;
+}
+
+// The row of a companion application that is hidden leaves no empty row
+// between the others: the rows under it (the lock) move up. Laid out afresh
+// from the interface file's frames each time.
+- (void)closeUpCompanionRows {
+  NSArray *subviews = [[self mainView] subviews];
+  if (baseFrames == nil) {
+    NSMutableArray *frames = [NSMutableArray array];
+    for (NSUInteger i = 0; i < [subviews count]; i++)
+      [frames addObject:[NSValue valueWithRect:[[subviews objectAtIndex:i] frame]]];
+    baseFrames = [frames retain];
+  }
+  NSRect hidden[2];
+  int n = 0;
+  for (NSButton *button : {button_lu, button_tarrow}) {
+    NSUInteger at = [subviews indexOfObjectIdenticalTo:button];
+    if ([button isHidden] && at < [baseFrames count])
+      hidden[n++] = [[baseFrames objectAtIndex:at] rectValue];
+  }
+  for (NSUInteger i = 0; i < [subviews count] && i < [baseFrames count]; i++) {
+    NSRect frame = [[baseFrames objectAtIndex:i] rectValue];
+    for (int r = 0; r < n; r++)
+      if (NSMaxY(frame) <= NSMinY(hidden[r])) frame.origin.y += NSHeight(hidden[r]) + 4;
+    [[subviews objectAtIndex:i] setFrame:frame];
+  }
+  [[self mainView] setNeedsDisplay:YES];
 }
 
 @end
