@@ -112,6 +112,8 @@ if(TARGET tessary_pane)
   set(pane_depends "tessary-agent ${exact}, systempreferences.app")
   set(CPACK_DEBIAN_PANE_PACKAGE_SECTION gnustep)
   set(CPACK_DEBIAN_PANE_PACKAGE_DEPENDS "${pane_depends}")
+  # The Japanese and Chinese texts need a font with their glyphs.
+  set(CPACK_DEBIAN_PANE_PACKAGE_RECOMMENDS "fonts-wqy-microhei")
   set(CPACK_DEBIAN_PANE_DESCRIPTION "preference pane for the Tessary client agent (GNUstep)
 The Tessary pane shows the Tessary client agent's version, this computer's
 identifier, the server, the state of the connection and the backup servers.
