@@ -61,7 +61,8 @@ TEST(FmtSweep, EveryBufferSizeGivesTheWholeUnitsThatFit) {
          return xp_fmt_format(b, n, "<%d|%5u|%-6x|%#010X|%o|%.3d|%lld>", -1234, 77u, 255u, 48879u,
                               8u, 98765, (long long)INT64_MIN);
        },
-       {plain("<-1234|   77|ff    |0X0000BEEF|10|987|\xE2\x88\x92" "92233720368547758>")}},
+       {plain("<-1234|   77|ff    |0X0000BEEF|10|987|\xE2\x88\x92"
+              "92233720368547758>")}},
       {[](char *b, size_t n) {
          return xp_fmt_format(b, n, "%s|%8s|%-8s|%.2s|%S|%P|%T|%c%%|%ls|%6lc", "abc", "right",
                               "left", "cut", (size_t)3, "xyzw", "\x02pq",
