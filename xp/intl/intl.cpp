@@ -1,8 +1,9 @@
 // The locale settings object: the shared default, creation and reset, the
 // load step that learns the settings by formatting known dates and numbers
 // with the platform formatters, and completes them from localeconv and
-// fixed defaults.
+// fixed defaults, and the publication of loaded settings to readers.
 #include <locale.h>
+#include <sched.h>
 #include <string.h>
 
 #include <atomic>
@@ -27,6 +28,84 @@ uint64_t expiry_of(xp_intl *o) {
 }
 void set_expiry(xp_intl *o, uint64_t v) {
   std::atomic_ref<uint64_t>(o->expiry).store(v, std::memory_order_relaxed);
+}
+uint16_t overrides_of(xp_intl *o) {
+  return std::atomic_ref<uint16_t>(o->overrides).load(std::memory_order_relaxed);
+}
+
+// ---- Publication ------------------------------------------------------------
+//
+// The settings run from dateorder to the end of the object and move in
+// 4-byte words, each an atomic access, under the sequence counter `seq`:
+// a writer makes it odd, stores, and makes it even again; a reader copies
+// between two reads of an even, unchanged counter.
+
+const size_t kBody = offsetof(xp_intl, dateorder);
+const size_t kEnd = sizeof(xp_intl);
+static_assert(kBody % 4 == 0 && kEnd % 4 == 0 && alignof(xp_intl) >= 4,
+              "the settings move in aligned 4-byte words");
+
+typedef uint32_t __attribute__((may_alias)) word_t;
+
+word_t *word_at(const xp_intl *o, size_t offset) {
+  return reinterpret_cast<word_t *>(reinterpret_cast<char *>(const_cast<xp_intl *>(o)) + offset);
+}
+
+void pause_briefly(unsigned spins) {
+  if (spins % 64 == 63) sched_yield();  // a writer that lost its core
+}
+
+uint32_t read_begin(const xp_intl *o) {
+  for (unsigned spins = 0;; spins++) {
+    uint32_t s = __atomic_load_n(&o->seq, __ATOMIC_ACQUIRE);
+    if (!(s & 1)) return s;
+    pause_briefly(spins);
+  }
+}
+
+bool read_end(const xp_intl *o, uint32_t s) {
+  __atomic_thread_fence(__ATOMIC_ACQUIRE);
+  return __atomic_load_n(&o->seq, __ATOMIC_RELAXED) == s;
+}
+
+// Copies `n` bytes (a multiple of 4) of the settings at `offset` into out.
+void copy_words(const xp_intl *o, size_t offset, void *out, size_t n) {
+  char *dst = static_cast<char *>(out);
+  for (size_t i = 0; i < n; i += 4) {
+    uint32_t w = __atomic_load_n(word_at(o, offset + i), __ATOMIC_RELAXED);
+    memcpy(dst + i, &w, 4);
+  }
+}
+
+// A consistent copy of `n` bytes of the settings at `offset`.
+void read_settings(const xp_intl *o, size_t offset, void *out, size_t n) {
+  for (unsigned spins = 0;; spins++) {
+    uint32_t s = read_begin(o);
+    copy_words(o, offset, out, n);
+    if (read_end(o, s)) return;
+    pause_briefly(spins);
+  }
+}
+
+// Stores the settings of `from` (private to the caller) in `to`. Writers
+// take turns on the odd counter; readers never wait for a load, only for
+// this copy.
+void publish_settings(xp_intl *to, const xp_intl *from) {
+  uint32_t s = __atomic_load_n(&to->seq, __ATOMIC_RELAXED);
+  for (unsigned spins = 0;; spins++) {
+    if (!(s & 1) &&
+        __atomic_compare_exchange_n(&to->seq, &s, s + 1, false, __ATOMIC_ACQUIRE, __ATOMIC_RELAXED))
+      break;
+    pause_briefly(spins);
+    s = __atomic_load_n(&to->seq, __ATOMIC_RELAXED);
+  }
+  __atomic_thread_fence(__ATOMIC_RELEASE);
+  for (size_t i = kBody; i < kEnd; i += 4) {
+    uint32_t w;
+    memcpy(&w, reinterpret_cast<const char *>(from) + i, 4);
+    __atomic_store_n(word_at(to, i), w, __ATOMIC_RELAXED);
+  }
+  __atomic_store_n(&to->seq, s + 2, __ATOMIC_RELEASE);
 }
 
 // Weekday (0 = Sunday) of a Gregorian date.
@@ -203,6 +282,15 @@ void load(xp_intl *o) {
   }
 }
 
+// A load fills a private copy of the current settings (fields are
+// overwritten or completed, as if in place) and publishes it whole.
+void load_and_publish(xp_intl *o) {
+  xp_intl fresh;
+  read_settings(o, kBody, reinterpret_cast<char *>(&fresh) + kBody, kEnd - kBody);
+  load(&fresh);
+  publish_settings(o, &fresh);
+}
+
 xp_intl *shared() {
   // The first load happens once, whichever thread comes first.
   static xp_intl *const loaded = [] {
@@ -210,7 +298,7 @@ xp_intl *shared() {
     g_default.obj.refs = 1;
     g_default.obj.type = XP_TYPE_INTL;
     set_expiry(&g_default, (uint64_t)xp_time_getutc() + 600);
-    load(&g_default);
+    load_and_publish(&g_default);
     return &g_default;
   }();
   return loaded;
@@ -223,36 +311,60 @@ intptr_t copy_grouping(xp_intl *intl, size_t from, char *buf, size_t size) {
   if (buf && size) buf[0] = 0;
   xp_intl *o = xpi_reload(intl);
   if (!o) return 0;
-  const unsigned char *base = reinterpret_cast<const unsigned char *>(o);
-  size_t start = offsetof(xp_intl, grouping);
-  size_t end = sizeof(xp_intl);
-  const void *hit = memchr(base + start, kNoMoreGroups, end - start);
-  size_t n =
-      hit ? (size_t)(static_cast<const unsigned char *>(hit) - (base + start)) + 1 : end - start;
-  if (n > end - from) n = end - from;
+  const size_t start = offsetof(xp_intl, grouping);
+  unsigned char tail[kEnd - start];
+  read_settings(o, start, tail, sizeof tail);
+  const void *hit = memchr(tail, kNoMoreGroups, sizeof tail);
+  size_t n = hit ? (size_t)(static_cast<const unsigned char *>(hit) - tail) + 1 : sizeof tail;
+  if (n > kEnd - from) n = kEnd - from;
   if (!buf) return (intptr_t)n;
   if (n > size) n = size;
-  memcpy(buf, base + from, n);
+  memcpy(buf, tail + (from - start), n);
   return (intptr_t)n;
 }
 
-intptr_t copy_text(xp_intl *intl, size_t field, char *buf, size_t size) {
+// Copies a text field of `length` bytes (16 or 64).
+intptr_t copy_text(xp_intl *intl, size_t field, size_t length, char *buf, size_t size) {
   if (buf && size) buf[0] = 0;
   xp_intl *o = xpi_reload(intl);
   if (!o) return 0;
-  return xp_fmt_string(buf, size, reinterpret_cast<const char *>(o) + field);
+  char text[64 + 1];
+  read_settings(o, field, text, length);
+  text[length] = 0;
+  return xp_fmt_string(buf, size, text);
+}
+
+template <typename T>
+T read_value(xp_intl *intl, size_t field) {
+  xp_intl *o = xpi_reload(intl);
+  T value;
+  read_settings(o, field, &value, sizeof value);
+  return value;
 }
 
 }  // namespace
 
 xp_intl *xpi_reload(xp_intl *intl) {
   xp_intl *o = intl ? intl : shared();
-  if (o->overrides & XPI_OVERRIDE_MASK) return o;
+  if (overrides_of(o) & XPI_OVERRIDE_MASK) return o;
   uint64_t now = (uint64_t)xp_time_getutc();
   if (expiry_of(o) >= now) return o;
+  // Another thread that finds the object stale at the same moment loads
+  // too; each publishes a whole set, and readers go on reading meanwhile.
   set_expiry(o, now + 600);
-  load(o);
+  load_and_publish(o);
   return o;
+}
+
+void xpi_snapshot(const xp_intl *from, xp_intl *to) {
+  const xp_intl *o = from ? from : xpi_reload(nullptr);
+  read_settings(o, kBody, reinterpret_cast<char *>(to) + kBody, kEnd - kBody);
+}
+
+void xpi_publish(xp_intl *to, const xp_intl *from) {
+  xp_intl copy;
+  xpi_snapshot(from, &copy);
+  publish_settings(to ? to : shared(), &copy);
 }
 
 namespace xpi {
@@ -334,14 +446,14 @@ xp_intl *xp_intl_new(void) {
 
 xp_intl *xp_intl_reset(xp_intl *intl) {
   xp_intl *o = intl ? intl : shared();
-  o->overrides = 0;
+  std::atomic_ref<uint16_t>(o->overrides).store(0, std::memory_order_relaxed);
   set_expiry(o, 0);
   return xpi_reload(o);
 }
 
-#define XPI_TEXT(name, field)                                      \
-  intptr_t xp_intl_##name(xp_intl *intl, char *buf, size_t size) { \
-    return copy_text(intl, offsetof(xp_intl, field), buf, size);   \
+#define XPI_TEXT(name, field)                                        \
+  intptr_t xp_intl_##name(xp_intl *intl, char *buf, size_t size) {   \
+    return copy_text(intl, offsetof(xp_intl, field), 16, buf, size); \
   }
 
 XPI_TEXT(datesep, datesep)
@@ -361,7 +473,7 @@ intptr_t xp_intl_month(xp_intl *intl, int month, char *buf, size_t size) {
     if (buf && size) buf[0] = 0;
     return 0;
   }
-  return copy_text(intl, offsetof(xp_intl, months) + 64 * (size_t)(month - 1), buf, size);
+  return copy_text(intl, offsetof(xp_intl, months) + 64 * (size_t)(month - 1), 64, buf, size);
 }
 
 intptr_t xp_intl_abbrevmonth(xp_intl *intl, int month, char *buf, size_t size) {
@@ -369,7 +481,7 @@ intptr_t xp_intl_abbrevmonth(xp_intl *intl, int month, char *buf, size_t size) {
     if (buf && size) buf[0] = 0;
     return 0;
   }
-  return copy_text(intl, offsetof(xp_intl, abbrevmonths) + 64 * (size_t)(month - 1), buf, size);
+  return copy_text(intl, offsetof(xp_intl, abbrevmonths) + 64 * (size_t)(month - 1), 64, buf, size);
 }
 
 intptr_t xp_intl_day(xp_intl *intl, int weekday, char *buf, size_t size) {
@@ -377,7 +489,7 @@ intptr_t xp_intl_day(xp_intl *intl, int weekday, char *buf, size_t size) {
     if (buf && size) buf[0] = 0;
     return 0;
   }
-  return copy_text(intl, offsetof(xp_intl, days) + 64 * (size_t)weekday, buf, size);
+  return copy_text(intl, offsetof(xp_intl, days) + 64 * (size_t)weekday, 64, buf, size);
 }
 
 intptr_t xp_intl_abbrevday(xp_intl *intl, int weekday, char *buf, size_t size) {
@@ -385,7 +497,7 @@ intptr_t xp_intl_abbrevday(xp_intl *intl, int weekday, char *buf, size_t size) {
     if (buf && size) buf[0] = 0;
     return 0;
   }
-  return copy_text(intl, offsetof(xp_intl, abbrevdays) + 64 * (size_t)weekday, buf, size);
+  return copy_text(intl, offsetof(xp_intl, abbrevdays) + 64 * (size_t)weekday, 64, buf, size);
 }
 
 intptr_t xp_intl_grouping(xp_intl *intl, char *buf, size_t size) {
@@ -397,11 +509,11 @@ intptr_t xp_intl_mgrouping(xp_intl *intl, char *buf, size_t size) {
 }
 
 int32_t xp_intl_datefmt(xp_intl *intl) {
-  return xpi_reload(intl)->dateorder;
+  return read_value<int32_t>(intl, offsetof(xp_intl, dateorder));
 }
 int32_t xp_intl_timefmt(xp_intl *intl) {
-  return xpi_reload(intl)->timeclock;
+  return read_value<int32_t>(intl, offsetof(xp_intl, timeclock));
 }
 uint64_t xp_intl_isocurrency(xp_intl *intl) {
-  return xpi_reload(intl)->isocurrency;
+  return read_value<uint64_t>(intl, offsetof(xp_intl, isocurrency));
 }

@@ -2,7 +2,11 @@
 // services, the accessors' rules, expiry and overrides, failures, threads.
 #include <string.h>
 
+#include <array>
+#include <atomic>
+#include <chrono>
 #include <initializer_list>
+#include <mutex>
 #include <string>
 #include <thread>
 #include <vector>
@@ -13,6 +17,7 @@
 #include "xp/fmt/xp_fmt.h"
 #include "xp/intl/intl_test_util.h"
 #include "xp/intl/xp_intl_internal.h"
+#include "xp/time/xp_time.h"
 
 using xpi_test::Locale;
 using xpi_test::Platform;
@@ -237,6 +242,86 @@ TEST(Intl, ThreadsLoadTheirOwnAndShareTheDefault) {
     th.join();
   for (auto &s : seen)
     EXPECT_EQ(s, "M\xC3\xA4rz,");
+}
+
+// What a reader of the shared default can observe: each accessor, the
+// format engine's grouped integer and decimal point, and the time texts'
+// month names. Every value must be one of the two locales' whole values
+// (each call reads one publication; separate calls may straddle a reload).
+std::vector<std::string> observe(int round) {
+  char b[80];
+  std::vector<std::string> v;
+  for (Text fn : {xp_intl_decimal, xp_intl_thousep, xp_intl_am, xp_intl_pm, xp_intl_datesep,
+                  xp_intl_timesep, xp_intl_currency})
+    v.push_back(get(nullptr, fn));
+  v.push_back(grouping_of(nullptr));
+  v.push_back(std::to_string(xp_intl_datefmt(nullptr)));
+  v.push_back(std::to_string(xp_intl_timefmt(nullptr)));
+  int month = round % 12 + 1;
+  v.push_back(get(nullptr, xp_intl_month, month));
+  v.push_back(get(nullptr, xp_intl_abbrevday, round % 7));
+  xp_fmt_format(b, sizeof b, "%'d", 1234567);
+  v.push_back(b);
+  xp_fmt_format(b, sizeof b, "%.2f", 3.14159);
+  v.push_back(b);
+  xp_dtr when = {2006, (uint16_t)month, 15, 22, 34, 56, 3};
+  xpf_time(b, sizeof b, "%B", -1, &when, 0);
+  v.push_back(b);
+  return v;
+}
+
+// Eight readers against two threads that switch LC_ALL and force reloads of
+// the shared default: XP_STRESS_SECONDS long (3 by default).
+TEST(Intl, ReadersSeeOneWholeLocaleWhileOthersReload) {
+  const char *names[2] = {"de_DE.UTF-8", "en_US.UTF-8"};
+  Locale l(names[0], Platform::on);
+  std::array<std::vector<std::vector<std::string>>, 2> expect;
+  for (int k = 0; k < 2; k++) {
+    setenv("LC_ALL", names[k], 1);
+    xp_intl_reset(nullptr);
+    for (int r = 0; r < 12; r++)
+      expect[k].push_back(observe(r));
+  }
+  ASSERT_NE(expect[0][2], expect[1][2]);  // the two differ where it matters
+  const char *env = getenv("XP_STRESS_SECONDS");
+  const auto until =
+      std::chrono::steady_clock::now() + std::chrono::milliseconds(env ? atoi(env) * 1000 : 3000);
+  std::atomic<long> reads{0}, torn{0}, reloads{0};
+  std::mutex first_lock;
+  std::string first;
+  std::mutex env_lock;  // setenv is not safe beside another setenv
+  std::vector<std::thread> threads;
+  for (int t = 0; t < 2; t++)
+    threads.emplace_back([&, t] {
+      for (int i = t; std::chrono::steady_clock::now() < until; i++) {
+        {
+          std::lock_guard<std::mutex> g(env_lock);
+          setenv("LC_ALL", names[i % 2], 1);
+        }
+        xp_intl_reset(nullptr);
+        reloads++;
+      }
+    });
+  for (int t = 0; t < 8; t++)
+    threads.emplace_back([&, t] {
+      for (int r = t; std::chrono::steady_clock::now() < until; r++) {
+        std::vector<std::string> seen = observe(r % 12);
+        for (size_t f = 0; f < seen.size(); f++) {
+          if (seen[f] == expect[0][r % 12][f] || seen[f] == expect[1][r % 12][f]) continue;
+          if (torn++ == 0) {
+            std::lock_guard<std::mutex> g(first_lock);
+            first = "field " + std::to_string(f) + ": '" + seen[f] + "'";
+          }
+        }
+        reads++;
+      }
+    });
+  for (auto &th : threads)
+    th.join();
+  EXPECT_EQ(torn.load(), 0) << first;
+  EXPECT_GT(reloads.load(), 10);
+  EXPECT_GT(reads.load(), 100);
+  xp_intl_reset(nullptr);
 }
 
 // Each case is the text, then the order and the separator found in it.
