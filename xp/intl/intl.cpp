@@ -38,7 +38,9 @@ uint16_t overrides_of(xp_intl *o) {
 // The settings run from dateorder to the end of the object and move in
 // 4-byte words, each an atomic access, under the sequence counter `seq`:
 // a writer makes it odd, stores, and makes it even again; a reader copies
-// between two reads of an even, unchanged counter.
+// between two reads of an even, unchanged counter. Words are stored with
+// release and loaded with acquire (no fences; plain moves on x86), so a
+// reader that sees a new word also sees the odd counter behind it.
 
 const size_t kBody = offsetof(xp_intl, dateorder);
 const size_t kEnd = sizeof(xp_intl);
@@ -64,7 +66,6 @@ uint32_t read_begin(const xp_intl *o) {
 }
 
 bool read_end(const xp_intl *o, uint32_t s) {
-  __atomic_thread_fence(__ATOMIC_ACQUIRE);
   return __atomic_load_n(&o->seq, __ATOMIC_RELAXED) == s;
 }
 
@@ -72,7 +73,7 @@ bool read_end(const xp_intl *o, uint32_t s) {
 void copy_words(const xp_intl *o, size_t offset, void *out, size_t n) {
   char *dst = static_cast<char *>(out);
   for (size_t i = 0; i < n; i += 4) {
-    uint32_t w = __atomic_load_n(word_at(o, offset + i), __ATOMIC_RELAXED);
+    uint32_t w = __atomic_load_n(word_at(o, offset + i), __ATOMIC_ACQUIRE);
     memcpy(dst + i, &w, 4);
   }
 }
@@ -99,11 +100,10 @@ void publish_settings(xp_intl *to, const xp_intl *from) {
     pause_briefly(spins);
     s = __atomic_load_n(&to->seq, __ATOMIC_RELAXED);
   }
-  __atomic_thread_fence(__ATOMIC_RELEASE);
   for (size_t i = kBody; i < kEnd; i += 4) {
     uint32_t w;
     memcpy(&w, reinterpret_cast<const char *>(from) + i, 4);
-    __atomic_store_n(word_at(to, i), w, __ATOMIC_RELAXED);
+    __atomic_store_n(word_at(to, i), w, __ATOMIC_RELEASE);
   }
   __atomic_store_n(&to->seq, s + 2, __ATOMIC_RELEASE);
 }
