@@ -35,19 +35,21 @@ uint16_t overrides_of(xp_intl *o) {
 
 // ---- Publication ------------------------------------------------------------
 //
-// The settings run from dateorder to the end of the object and move in
-// 4-byte words, each an atomic access, under the sequence counter `seq`:
+// The settings run from grouping_span to the end of the object and move in
+// 8-byte words, each an atomic access, under the sequence counter `seq`:
 // a writer makes it odd, stores, and makes it even again; a reader copies
 // between two reads of an even, unchanged counter. Words are stored with
 // release and loaded with acquire (no fences; plain moves on x86), so a
 // reader that sees a new word also sees the odd counter behind it.
 
-const size_t kBody = offsetof(xp_intl, dateorder);
+const size_t kBody = offsetof(xp_intl, grouping_span);
 const size_t kEnd = sizeof(xp_intl);
-static_assert(kBody % 4 == 0 && kEnd % 4 == 0 && alignof(xp_intl) >= 4,
-              "the settings move in aligned 4-byte words");
+static_assert(kBody % 8 == 0 && kEnd % 8 == 0 && alignof(xp_intl) >= 8 &&
+                  offsetof(xp_intl, grouping) % 8 == 0 && offsetof(xp_intl, mgrouping) % 8 == 0 &&
+                  offsetof(xp_intl, decimal) % 8 == 0,
+              "the settings move in aligned 8-byte words");
 
-typedef uint32_t __attribute__((may_alias)) word_t;
+typedef uint64_t __attribute__((may_alias)) word_t;
 
 word_t *word_at(const xp_intl *o, size_t offset) {
   return reinterpret_cast<word_t *>(reinterpret_cast<char *>(const_cast<xp_intl *>(o)) + offset);
@@ -69,29 +71,44 @@ bool read_end(const xp_intl *o, uint32_t s) {
   return __atomic_load_n(&o->seq, __ATOMIC_RELAXED) == s;
 }
 
-// Copies `n` bytes (a multiple of 4) of the settings at `offset` into out.
-void copy_words(const xp_intl *o, size_t offset, void *out, size_t n) {
+// Whether a word holds a zero byte.
+bool has_zero(uint64_t w) {
+  return ((w - 0x0101010101010101u) & ~w & 0x8080808080808080u) != 0;
+}
+
+// Copies the settings' words at `offset` into out, at most `n` bytes (a
+// multiple of 8), up to and including the first word in which `stop` is
+// true; answers the bytes copied. All from one publication.
+template <typename Stop>
+size_t read_until(const xp_intl *o, size_t offset, void *out, size_t n, Stop stop) {
   char *dst = static_cast<char *>(out);
-  for (size_t i = 0; i < n; i += 4) {
-    uint32_t w = __atomic_load_n(word_at(o, offset + i), __ATOMIC_ACQUIRE);
-    memcpy(dst + i, &w, 4);
+  for (unsigned spins = 0;; spins++) {
+    uint32_t s = read_begin(o);
+    size_t i = 0;
+    while (i < n) {
+      uint64_t w = __atomic_load_n(word_at(o, offset + i), __ATOMIC_ACQUIRE);
+      memcpy(dst + i, &w, 8);
+      i += 8;
+      if (stop(w)) break;
+    }
+    if (read_end(o, s)) return i;
+    pause_briefly(spins);
   }
 }
 
-// A consistent copy of `n` bytes of the settings at `offset`.
 void read_settings(const xp_intl *o, size_t offset, void *out, size_t n) {
-  for (unsigned spins = 0;; spins++) {
-    uint32_t s = read_begin(o);
-    copy_words(o, offset, out, n);
-    if (read_end(o, s)) return;
-    pause_briefly(spins);
-  }
+  read_until(o, offset, out, n, [](uint64_t) { return false; });
 }
 
 // Stores the settings of `from` (private to the caller) in `to`. Writers
 // take turns on the odd counter; readers never wait for a load, only for
 // this copy.
-void publish_settings(xp_intl *to, const xp_intl *from) {
+void publish_settings(xp_intl *to, xp_intl *from) {
+  const unsigned char *grouping = reinterpret_cast<const unsigned char *>(from->grouping);
+  const size_t rest = kEnd - offsetof(xp_intl, grouping);
+  const void *mark = memchr(grouping, kNoMoreGroups, rest);
+  from->grouping_span =
+      mark ? (uint64_t)(static_cast<const unsigned char *>(mark) - grouping) + 1 : rest;
   uint32_t s = __atomic_load_n(&to->seq, __ATOMIC_RELAXED);
   for (unsigned spins = 0;; spins++) {
     if (!(s & 1) &&
@@ -100,9 +117,9 @@ void publish_settings(xp_intl *to, const xp_intl *from) {
     pause_briefly(spins);
     s = __atomic_load_n(&to->seq, __ATOMIC_RELAXED);
   }
-  for (size_t i = kBody; i < kEnd; i += 4) {
-    uint32_t w;
-    memcpy(&w, reinterpret_cast<const char *>(from) + i, 4);
+  for (size_t i = kBody; i < kEnd; i += 8) {
+    uint64_t w;
+    memcpy(&w, reinterpret_cast<const char *>(from) + i, 8);
     __atomic_store_n(word_at(to, i), w, __ATOMIC_RELEASE);
   }
   __atomic_store_n(&to->seq, s + 2, __ATOMIC_RELEASE);
@@ -305,33 +322,41 @@ xp_intl *shared() {
 }
 
 // Copies grouping bytes: the count is measured from the plain grouping up
-// to and including its first 0xFF byte, never past the object, and taken
-// from the field at offset `from`.
+// to and including its first 0xFF byte, never past the object (the span
+// found at publication), and taken from the field at offset `from`.
 intptr_t copy_grouping(xp_intl *intl, size_t from, char *buf, size_t size) {
   if (buf && size) buf[0] = 0;
   xp_intl *o = xpi_reload(intl);
   if (!o) return 0;
-  const size_t start = offsetof(xp_intl, grouping);
-  unsigned char tail[kEnd - start];
-  read_settings(o, start, tail, sizeof tail);
-  const void *hit = memchr(tail, kNoMoreGroups, sizeof tail);
-  size_t n = hit ? (size_t)(static_cast<const unsigned char *>(hit) - tail) + 1 : sizeof tail;
-  if (n > kEnd - from) n = kEnd - from;
-  if (!buf) return (intptr_t)n;
-  if (n > size) n = size;
-  memcpy(buf, tail + (from - start), n);
-  return (intptr_t)n;
+  uint64_t bytes[(kEnd - kBody) / 8];
+  size_t n = 0;
+  for (unsigned spins = 0;; spins++) {
+    uint32_t s = read_begin(o);
+    n = (size_t)__atomic_load_n(&o->grouping_span, __ATOMIC_ACQUIRE);
+    if (n > kEnd - from) n = kEnd - from;
+    size_t want = buf ? (n < size ? n : size) : 0;
+    for (size_t i = 0; i < want; i += 8)
+      bytes[i / 8] = __atomic_load_n(word_at(o, from + i), __ATOMIC_ACQUIRE);
+    if (read_end(o, s)) {
+      if (want) memcpy(buf, bytes, want);
+      return (intptr_t)(buf ? want : n);
+    }
+    pause_briefly(spins);
+  }
 }
 
-// Copies a text field of `length` bytes (16 or 64).
+// Copies a text field of `length` bytes (16 or 64); only the words up to
+// its terminator are read.
 intptr_t copy_text(xp_intl *intl, size_t field, size_t length, char *buf, size_t size) {
   if (buf && size) buf[0] = 0;
   xp_intl *o = xpi_reload(intl);
   if (!o) return 0;
-  char text[64 + 1];
-  read_settings(o, field, text, length);
-  text[length] = 0;
-  return xp_fmt_string(buf, size, text);
+  char text[64];
+  size_t got = read_until(o, field, text, length, has_zero);
+  size_t n = got - 8;
+  while (n < got && text[n])
+    n++;
+  return xp_fmt_text(buf, size, text, (intptr_t)n);
 }
 
 template <typename T>

@@ -147,25 +147,32 @@ TEST(Intl, GroupingCountsToTheEndMarkButNeverPastTheObject) {
   xp_intl *o = xp_intl_new();
   ASSERT_NE(o, nullptr);
   o->overrides = 1;  // keep these hand-made fields
-  memcpy(o->grouping, "\x03\xFF", 2);
-  memcpy(o->mgrouping, "\x03\x02\x01\xFF", 4);
+  xp_intl s;         // settings are changed by publishing a whole set
+  xpi_snapshot(o, &s);
+  memcpy(s.grouping, "\x03\xFF", 2);
+  memcpy(s.mgrouping, "\x03\x02\x01\xFF", 4);
+  xpi_publish(o, &s);
   char b[16];
   memset(b, 0x55, sizeof b);
   // The monetary form measures on the plain grouping, copies the monetary.
   EXPECT_EQ(xp_intl_mgrouping(o, b, sizeof b), 2);
   EXPECT_EQ(memcmp(b, "\x03\x02\x55", 3), 0);
   // A grouping ended by 0 is measured on into the fields that follow ...
-  memset(o->grouping + 2, 0x11, sizeof o->grouping - 2);
-  memcpy(o->grouping, "\x03\x00", 2);
-  o->mdecimal[0] = (char)0xFF;
+  memset(s.grouping + 2, 0x11, sizeof s.grouping - 2);
+  memcpy(s.grouping, "\x03\x00", 2);
+  s.mdecimal[0] = (char)0xFF;
+  xpi_publish(o, &s);
   EXPECT_EQ(xp_intl_grouping(o, nullptr, 0), 17);
   EXPECT_EQ(xp_intl_grouping(o, b, sizeof b), 16);
   // ... but never past the object.
-  memset(o->mdecimal, 0, offsetof(xp_intl, isocurrency) - offsetof(xp_intl, mdecimal));
-  o->isocurrency = 0;
+  memset(s.mdecimal, 0, offsetof(xp_intl, isocurrency) - offsetof(xp_intl, mdecimal));
+  s.isocurrency = 0;
+  xpi_publish(o, &s);
   std::vector<char> big(4096);
   EXPECT_EQ((size_t)xp_intl_grouping(o, big.data(), big.size()),
             sizeof(xp_intl) - offsetof(xp_intl, grouping));
+  EXPECT_EQ((size_t)xp_intl_mgrouping(o, big.data(), big.size()),
+            sizeof(xp_intl) - offsetof(xp_intl, mgrouping));
   xp_release(o);
 }
 
