@@ -95,7 +95,10 @@ void PaneLogic::gather_settings() {
 
 void PaneLogic::scatter_settings(bool logon) {
   bool messages = ui_.controls.checked(PaneControl::chk_messages);
-  QuilSetOptions(nullptr, messages ? QUIL_OPTION_MESSAGES : 0, QUIL_OPTION_MESSAGES);
+  // A change the agent could not keep (its disk full, its folder read-only)
+  // is said at once: the refill alone would silently undo the user's edit.
+  QuilResult failed =
+      QuilSetOptions(nullptr, messages ? QUIL_OPTION_MESSAGES : 0, QUIL_OPTION_MESSAGES);
 
   if (logon) {
     unsigned char buffer[QUIL_TEXT_SIZE];
@@ -118,9 +121,15 @@ void PaneLogic::scatter_settings(bool logon) {
       } else if (rc == 0) {
         QuilAuthenticate(nullptr);
         fire_timer();
+      } else if (!failed) {
+        failed = rc;
       }
     }
   }
+  if (failed)
+    ui_.alert.run(
+        L("The Tessary agent could not save the change.") + " (" + std::to_string(failed) + ")",
+        L("OK"));
 
   gather_settings();
   fire_timer();

@@ -148,6 +148,18 @@ TEST_F(PaneSettings, RefusedOrFailedAddress) {
   type("203.0.113.6");
   logic->logonClicked();
   EXPECT_TRUE(logged(messages(), "\n\"failed\"\n")) << messages();
+  EXPECT_TRUE(alert.shown.empty());
+  // A change that the agent could not save is said, once.
+  for (Op op : {Op::SetTransport, Op::SetOptions}) {
+    s.refuse_new_server = false;
+    s.fail[static_cast<int>(op)] = agent::kErrWrite;
+    show(s);
+    type("203.0.113.7");
+    logic->logonClicked();
+    EXPECT_EQ(alert.shown,
+              std::vector<std::string>{"The Tessary agent could not save the change. (-3) | OK"});
+    alert.shown.clear();
+  }
 }
 
 TEST_F(PaneSettings, TypedAddressIsBoundedAtACharacterBoundary) {

@@ -328,8 +328,8 @@ int run_tool(int argc, const char *const *argv, std::FILE *out, std::FILE *err) 
     std::fprintf(err, "tessary-agent: %s\n", error.c_str());
     return kExitUsage;
   }
-  if (store_state(paths, state) != 0) {
-    std::fprintf(err, "tessary-agent: cannot write %s\n", paths.state.c_str());
+  if (store_state(paths, state, &error) != 0) {
+    std::fprintf(err, "tessary-agent: %s (the state is as it was)\n", error.c_str());
     return kExitFailed;
   }
   return kExitOk;
