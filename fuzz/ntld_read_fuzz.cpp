@@ -1,7 +1,8 @@
 // The NTLD readers on trees that verify: the input is a program for the
 // writers (open, close, numbers, codes, texts, raw items, escaped texts),
 // kept beside as a model; the finished tree must verify at every level and
-// every reader must give back exactly what the model holds.
+// every reader must give back exactly what the model holds, on the tree in
+// memory and on the finished writer.
 #include <cstdint>
 #include <cstring>
 #include <string>
@@ -172,8 +173,12 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size) {
     check(written == 12 + ((item.bytes.size() + 3) & ~size_t(3)));
     parent->children.push_back(item);
   }
-  xp_data *tree = xp_ntld_dyndata(w);
   uint32_t length = xp_ntld_length(w);
+  // A finished writer reads as its root item.
+  check(xp_ntld_count(w) == intptr_t(root.children.size()));
+  if (!root.children.empty())
+    check(xp_ntld_getbyname(w, root.children[0].tag) == xp_ntld_getbyindex(w, 0));
+  xp_data *tree = xp_ntld_dyndata(w);
   xp_release(w);
   check(tree != nullptr);
   const auto *bytes = static_cast<const uint8_t *>(xp_data_getptr(tree));
