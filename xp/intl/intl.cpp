@@ -361,9 +361,14 @@ intptr_t copy_text(xp_intl *intl, size_t field, size_t length, char *buf, size_t
 
 template <typename T>
 T read_value(xp_intl *intl, size_t field) {
+  static_assert(sizeof(T) <= 8, "one or two words");
   xp_intl *o = xpi_reload(intl);
+  // The aligned words that hold the field.
+  size_t start = field & ~(size_t)7;
+  uint64_t words[2];
+  read_settings(o, start, words, field + sizeof(T) - start > 8 ? 16 : 8);
   T value;
-  read_settings(o, field, &value, sizeof value);
+  memcpy(&value, reinterpret_cast<const char *>(words) + (field - start), sizeof value);
   return value;
 }
 
