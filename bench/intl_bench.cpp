@@ -1,6 +1,7 @@
 // Locale settings against the C library, side by side in one run:
-//  - an accessor on a loaded object (the decimal separator, and the
-//    grouping) against localeconv and a bounded copy of its field;
+//  - an accessor on a loaded object (the decimal separator, the grouping
+//    and a month name) against the C library and a bounded copy of its
+//    field; each must stay under 20 ns;
 //  - a full load with the platform's locale services against the C
 //    library's own way to the same settings (a new locale object and
 //    nl_langinfo_l of names, markers and formats).
@@ -63,6 +64,24 @@ void BM_AccessorGrouping(benchmark::State &state) {
                                            [] { return (const char *)localeconv()->grouping; });
 }
 BENCHMARK(BM_AccessorGrouping);
+
+void BM_AccessorMonth(benchmark::State &state) {
+  use_locale();
+  xp_intl *o = xp_intl_new();
+  char buf[64];
+  bench::side_by_side(
+      state, 4096,
+      [&](size_t) {
+        benchmark::DoNotOptimize(xp_intl_month(o, 3, buf, sizeof buf));
+        benchmark::ClobberMemory();
+      },
+      [&](size_t) {
+        benchmark::DoNotOptimize(bounded_copy(buf, sizeof buf, nl_langinfo(MON_3)));
+        benchmark::ClobberMemory();
+      });
+  xp_release(o);
+}
+BENCHMARK(BM_AccessorMonth);
 
 void BM_FullLoad(benchmark::State &state) {
   use_locale();

@@ -148,7 +148,10 @@ void PaneLogic::scatter_settings(bool logon) {
     return;
   }
   bool messages = ui_.controls.checked(PaneControl::chk_messages);
-  QuilSetOptions(nullptr, messages ? QUIL_OPTION_MESSAGES : 0, QUIL_OPTION_MESSAGES);
+  // A change the agent could not keep (its disk full, its folder read-only)
+  // is said at once: the refill alone would silently undo the user's edit.
+  QuilResult failed =
+      QuilSetOptions(nullptr, messages ? QUIL_OPTION_MESSAGES : 0, QUIL_OPTION_MESSAGES);
 
   if (logon) {
     unsigned char buffer[QUIL_TEXT_SIZE];
@@ -171,9 +174,15 @@ void PaneLogic::scatter_settings(bool logon) {
       } else if (rc == 0) {
         QuilAuthenticate(nullptr);
         fire_timer();
+      } else if (!failed) {
+        failed = rc;
       }
     }
   }
+  if (failed)
+    ui_.alert.run(
+        L("The Tessary agent could not save the change.") + " (" + std::to_string(failed) + ")",
+        L("OK"));
 
   gather_settings();
   fire_timer();

@@ -179,3 +179,18 @@ TEST_F(PaneSettings, ReturnTabLogonAndRefusal) {
 
 }  // namespace
 }  // namespace tessary::testing
+
+// A change that the agent could not save is said, once per attempt.
+TEST_F(PaneSettings, UnsavedChangeIsSaid) {
+  AgentState s = connected_state();
+  for (Op op : {Op::SetTransport, Op::SetOptions}) {
+    s.fail[static_cast<int>(op)] = agent::kErrWrite;
+    show(s);
+    type("203.0.113.7");
+    logic->logonClicked();
+    EXPECT_EQ(alert.shown,
+              std::vector<std::string>{"The Tessary agent could not save the change. (-3) | OK"});
+    alert.shown.clear();
+    s.fail[static_cast<int>(op)] = 0;
+  }
+}

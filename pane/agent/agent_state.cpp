@@ -1,19 +1,11 @@
-// The local agent's state file: formatting and parsing, paths, the advisory
-// lock, atomic saving and the log files.
+// The local agent's state file as text: formatting and parsing (the files
+// themselves are in agent_files.cpp).
 #include "pane/agent/agent_state.h"
 
 #include <arpa/inet.h>
-#include <fcntl.h>
-#include <pwd.h>
-#include <sys/file.h>
-#include <sys/stat.h>
-#include <unistd.h>
 
-#include <cerrno>
 #include <climits>
 #include <cstdio>
-#include <cstdlib>
-#include <cstring>
 
 #include "pane/utf8.h"
 
@@ -263,36 +255,6 @@ bool split_line(const std::string &line, std::string *key, std::string *value, s
   return true;
 }
 
-std::string home_directory() {
-  const char *home = std::getenv("HOME");
-  if (home && *home) return home;
-  struct passwd *pw = getpwuid(getuid());
-  return pw && pw->pw_dir ? pw->pw_dir : "";
-}
-
-// Creates the directory of `path` (and its parent) when missing.
-void make_parent_directory(const std::string &path) {
-  std::size_t slash = path.rfind('/');
-  if (slash == std::string::npos || slash == 0) return;
-  std::string dir = path.substr(0, slash);
-  if (mkdir(dir.c_str(), 0700) == 0 || errno == EEXIST) return;
-  if (errno == ENOENT) {
-    make_parent_directory(dir);
-    mkdir(dir.c_str(), 0700);
-  }
-}
-
-bool write_all(int fd, const std::string &data) {
-  std::size_t done = 0;
-  while (done < data.size()) {
-    ssize_t n = write(fd, data.data() + done, data.size() - done);
-    if (n < 0 && errno == EINTR) continue;
-    if (n <= 0) return false;
-    done += static_cast<std::size_t>(n);
-  }
-  return true;
-}
-
 }  // namespace
 
 const char *op_name(Op op) {
@@ -431,91 +393,6 @@ std::optional<AgentState> parse_state(const std::string &text, std::string *erro
     seen.push_back(key);
   }
   return s;
-}
-
-std::string default_state_path() {
-  const char *env = std::getenv(kStateEnv);
-  if (env && *env) return env;
-  const char *xdg = std::getenv("XDG_STATE_HOME");
-  if (xdg && *xdg == '/') return std::string(xdg) + "/tessary/agent-state";
-  return home_directory() + "/.local/state/tessary/agent-state";
-}
-
-AgentPaths::AgentPaths(const std::string &state_path)
-    : state(state_path),
-      calls(state_path + ".calls"),
-      messages(state_path + ".messages"),
-      lock(state_path + ".lock") {}
-
-StateLock::StateLock(const AgentPaths &paths, bool create_directory) {
-  if (create_directory) make_parent_directory(paths.lock);
-  fd_ = open(paths.lock.c_str(), O_RDWR | O_CREAT | O_CLOEXEC, 0600);
-  if (fd_ < 0) return;
-  int rc;
-  do {
-    rc = flock(fd_, LOCK_EX);
-  } while (rc != 0 && errno == EINTR);
-  if (rc != 0) {
-    close(fd_);
-    fd_ = -1;
-  }
-}
-
-StateLock::~StateLock() {
-  if (fd_ >= 0) close(fd_);  // closing releases the lock
-}
-
-std::int16_t load_state(const AgentPaths &paths, AgentState *state, std::string *error) {
-  int fd = open(paths.state.c_str(), O_RDONLY | O_CLOEXEC);
-  if (fd < 0) {
-    if (error) *error = paths.state + ": " + std::strerror(errno);
-    return kErrNoState;
-  }
-  std::string text;
-  char buf[4096];
-  for (;;) {
-    ssize_t n = read(fd, buf, sizeof buf);
-    if (n < 0 && errno == EINTR) continue;
-    if (n < 0) {
-      if (error) *error = paths.state + ": " + std::strerror(errno);
-      close(fd);
-      return kErrNoState;
-    }
-    if (n == 0) break;
-    text.append(buf, static_cast<std::size_t>(n));
-    if (text.size() > (1u << 20)) {
-      if (error) *error = paths.state + ": too large for a state file";
-      close(fd);
-      return kErrBadState;
-    }
-  }
-  close(fd);
-  std::string why;
-  auto parsed = parse_state(text, &why);
-  if (!parsed) {
-    if (error) *error = paths.state + ": " + why;
-    return kErrBadState;
-  }
-  *state = std::move(*parsed);
-  return 0;
-}
-
-std::int16_t store_state(const AgentPaths &paths, const AgentState &state) {
-  std::string temp = paths.state + ".XXXXXX";
-  int fd = mkstemp(temp.data());
-  if (fd < 0) return kErrWrite;
-  bool ok = write_all(fd, format_state(state)) && fsync(fd) == 0;
-  ok = close(fd) == 0 && ok;
-  if (ok && rename(temp.c_str(), paths.state.c_str()) == 0) return 0;
-  unlink(temp.c_str());
-  return kErrWrite;
-}
-
-bool append_line(const std::string &path, const std::string &line) {
-  int fd = open(path.c_str(), O_WRONLY | O_APPEND | O_CREAT | O_CLOEXEC, 0600);
-  if (fd < 0) return false;
-  bool ok = write_all(fd, line + "\n");
-  return close(fd) == 0 && ok;
 }
 
 }  // namespace tessary::agent

@@ -27,6 +27,8 @@
 #ifndef TESSARY_AGENT_STATE_H
 #define TESSARY_AGENT_STATE_H
 
+#include <sys/types.h>
+
 #include <array>
 #include <cstdint>
 #include <optional>
@@ -129,11 +131,27 @@ class StateLock {
 // Reads the state file (call with the lock held). kErrNoState when it is
 // missing or unreadable, kErrBadState when it is malformed, else 0.
 std::int16_t load_state(const AgentPaths &paths, AgentState *state, std::string *error = nullptr);
-// Writes the state file atomically: a temporary file beside it, then a
-// rename (call with the lock held). 0 or kErrWrite.
-std::int16_t store_state(const AgentPaths &paths, const AgentState &state);
-// Appends one line (a newline is added) to a log file; false on failure.
+// Writes the state file so that a crash at any point leaves the old state
+// or the new one: a temporary file beside it (".tmp-" and six characters),
+// written and flushed, renamed over the state file, then the folder
+// flushed. Call with the lock held; temporary files that a killed writer
+// left behind are removed first. 0, or kErrWrite with the reason in
+// `error` ("cannot save PATH: No space left on device"); after a failure
+// before the rename the old state is intact and no temporary file is left.
+std::int16_t store_state(const AgentPaths &paths, const AgentState &state,
+                         std::string *error = nullptr);
+// Appends one line (a newline is added) to a log file under the file's own
+// lock, so that concurrent writers never interleave or tear lines; a write
+// that fails part-way is cut back. False on failure.
 bool append_line(const std::string &path, const std::string &line);
+
+// The system calls that saving goes through; tests put failing ones here.
+struct SaveCalls {
+  ssize_t (*write)(int fd, const void *data, std::size_t size);
+  int (*fsync)(int fd);
+  int (*rename)(const char *from, const char *to);
+};
+extern SaveCalls save_calls;
 
 }  // namespace tessary::agent
 

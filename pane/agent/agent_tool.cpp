@@ -351,8 +351,8 @@ int run_tool(int argc, const char *const *argv, std::FILE *out, std::FILE *err) 
     return kExitUsage;
   }
   std::fputs(cmd.warning.c_str(), err);
-  if (store_state(paths, state) != 0) {
-    std::fprintf(err, "tessary-agent: cannot write %s\n", paths.state.c_str());
+  if (store_state(paths, state, &error) != 0) {
+    std::fprintf(err, "tessary-agent: %s (the state is as it was)\n", error.c_str());
     return kExitFailed;
   }
   return kExitOk;

@@ -1,8 +1,9 @@
 // The locale settings object: the shared default, creation and reset, the
 // load step that learns the settings by formatting known dates and numbers
 // with the platform formatters, and completes them from localeconv and
-// fixed defaults.
+// fixed defaults, and the publication of loaded settings to readers.
 #include <locale.h>
+#include <sched.h>
 #include <string.h>
 
 #include <atomic>
@@ -27,6 +28,101 @@ uint64_t expiry_of(xp_intl *o) {
 }
 void set_expiry(xp_intl *o, uint64_t v) {
   std::atomic_ref<uint64_t>(o->expiry).store(v, std::memory_order_relaxed);
+}
+uint16_t overrides_of(xp_intl *o) {
+  return std::atomic_ref<uint16_t>(o->overrides).load(std::memory_order_relaxed);
+}
+
+// ---- Publication ------------------------------------------------------------
+//
+// The settings run from grouping_span to the end of the object and move in
+// 8-byte words, each an atomic access, under the sequence counter `seq`:
+// a writer makes it odd, stores, and makes it even again; a reader copies
+// between two reads of an even, unchanged counter. Words are stored with
+// release and loaded with acquire (no fences; plain moves on x86), so a
+// reader that sees a new word also sees the odd counter behind it.
+
+const size_t kBody = offsetof(xp_intl, grouping_span);
+const size_t kEnd = sizeof(xp_intl);
+static_assert(kBody % 8 == 0 && kEnd % 8 == 0 && alignof(xp_intl) >= 8 &&
+                  offsetof(xp_intl, grouping) % 8 == 0 && offsetof(xp_intl, mgrouping) % 8 == 0 &&
+                  offsetof(xp_intl, decimal) % 8 == 0,
+              "the settings move in aligned 8-byte words");
+
+typedef uint64_t __attribute__((may_alias)) word_t;
+
+word_t *word_at(const xp_intl *o, size_t offset) {
+  return reinterpret_cast<word_t *>(reinterpret_cast<char *>(const_cast<xp_intl *>(o)) + offset);
+}
+
+void pause_briefly(unsigned spins) {
+  if (spins % 64 == 63) sched_yield();  // a writer that lost its core
+}
+
+uint32_t read_begin(const xp_intl *o) {
+  for (unsigned spins = 0;; spins++) {
+    uint32_t s = __atomic_load_n(&o->seq, __ATOMIC_ACQUIRE);
+    if (!(s & 1)) return s;
+    pause_briefly(spins);
+  }
+}
+
+bool read_end(const xp_intl *o, uint32_t s) {
+  return __atomic_load_n(&o->seq, __ATOMIC_RELAXED) == s;
+}
+
+// Whether a word holds a zero byte.
+bool has_zero(uint64_t w) {
+  return ((w - 0x0101010101010101u) & ~w & 0x8080808080808080u) != 0;
+}
+
+// Copies the settings' words at `offset` into out, at most `n` bytes (a
+// multiple of 8), up to and including the first word in which `stop` is
+// true; answers the bytes copied. All from one publication.
+template <typename Stop>
+size_t read_until(const xp_intl *o, size_t offset, void *out, size_t n, Stop stop) {
+  char *dst = static_cast<char *>(out);
+  for (unsigned spins = 0;; spins++) {
+    uint32_t s = read_begin(o);
+    size_t i = 0;
+    while (i < n) {
+      uint64_t w = __atomic_load_n(word_at(o, offset + i), __ATOMIC_ACQUIRE);
+      memcpy(dst + i, &w, 8);
+      i += 8;
+      if (stop(w)) break;
+    }
+    if (read_end(o, s)) return i;
+    pause_briefly(spins);
+  }
+}
+
+void read_settings(const xp_intl *o, size_t offset, void *out, size_t n) {
+  read_until(o, offset, out, n, [](uint64_t) { return false; });
+}
+
+// Stores the settings of `from` (private to the caller) in `to`. Writers
+// take turns on the odd counter; readers never wait for a load, only for
+// this copy.
+void publish_settings(xp_intl *to, xp_intl *from) {
+  const unsigned char *grouping = reinterpret_cast<const unsigned char *>(from->grouping);
+  const size_t rest = kEnd - offsetof(xp_intl, grouping);
+  const void *mark = memchr(grouping, kNoMoreGroups, rest);
+  from->grouping_span =
+      mark ? (uint64_t)(static_cast<const unsigned char *>(mark) - grouping) + 1 : rest;
+  uint32_t s = __atomic_load_n(&to->seq, __ATOMIC_RELAXED);
+  for (unsigned spins = 0;; spins++) {
+    if (!(s & 1) &&
+        __atomic_compare_exchange_n(&to->seq, &s, s + 1, false, __ATOMIC_ACQUIRE, __ATOMIC_RELAXED))
+      break;
+    pause_briefly(spins);
+    s = __atomic_load_n(&to->seq, __ATOMIC_RELAXED);
+  }
+  for (size_t i = kBody; i < kEnd; i += 8) {
+    uint64_t w;
+    memcpy(&w, reinterpret_cast<const char *>(from) + i, 8);
+    __atomic_store_n(word_at(to, i), w, __ATOMIC_RELEASE);
+  }
+  __atomic_store_n(&to->seq, s + 2, __ATOMIC_RELEASE);
 }
 
 // Weekday (0 = Sunday) of a Gregorian date.
@@ -203,6 +299,15 @@ void load(xp_intl *o) {
   }
 }
 
+// A load fills a private copy of the current settings (fields are
+// overwritten or completed, as if in place) and publishes it whole.
+void load_and_publish(xp_intl *o) {
+  xp_intl fresh;
+  read_settings(o, kBody, reinterpret_cast<char *>(&fresh) + kBody, kEnd - kBody);
+  load(&fresh);
+  publish_settings(o, &fresh);
+}
+
 xp_intl *shared() {
   // The first load happens once, whichever thread comes first.
   static xp_intl *const loaded = [] {
@@ -210,49 +315,86 @@ xp_intl *shared() {
     g_default.obj.refs = 1;
     g_default.obj.type = XP_TYPE_INTL;
     set_expiry(&g_default, (uint64_t)xp_time_getutc() + 600);
-    load(&g_default);
+    load_and_publish(&g_default);
     return &g_default;
   }();
   return loaded;
 }
 
 // Copies grouping bytes: the count is measured from the plain grouping up
-// to and including its first 0xFF byte, never past the object, and taken
-// from the field at offset `from`.
+// to and including its first 0xFF byte, never past the object (the span
+// found at publication), and taken from the field at offset `from`.
 intptr_t copy_grouping(xp_intl *intl, size_t from, char *buf, size_t size) {
   if (buf && size) buf[0] = 0;
   xp_intl *o = xpi_reload(intl);
   if (!o) return 0;
-  const unsigned char *base = reinterpret_cast<const unsigned char *>(o);
-  size_t start = offsetof(xp_intl, grouping);
-  size_t end = sizeof(xp_intl);
-  const void *hit = memchr(base + start, kNoMoreGroups, end - start);
-  size_t n =
-      hit ? (size_t)(static_cast<const unsigned char *>(hit) - (base + start)) + 1 : end - start;
-  if (n > end - from) n = end - from;
-  if (!buf) return (intptr_t)n;
-  if (n > size) n = size;
-  memcpy(buf, base + from, n);
-  return (intptr_t)n;
+  uint64_t bytes[(kEnd - kBody) / 8];
+  size_t n = 0;
+  for (unsigned spins = 0;; spins++) {
+    uint32_t s = read_begin(o);
+    n = (size_t)__atomic_load_n(&o->grouping_span, __ATOMIC_ACQUIRE);
+    if (n > kEnd - from) n = kEnd - from;
+    size_t want = buf ? (n < size ? n : size) : 0;
+    for (size_t i = 0; i < want; i += 8)
+      bytes[i / 8] = __atomic_load_n(word_at(o, from + i), __ATOMIC_ACQUIRE);
+    if (read_end(o, s)) {
+      if (want) memcpy(buf, bytes, want);
+      return (intptr_t)(buf ? want : n);
+    }
+    pause_briefly(spins);
+  }
 }
 
-intptr_t copy_text(xp_intl *intl, size_t field, char *buf, size_t size) {
+// Copies a text field of `length` bytes (16 or 64); only the words up to
+// its terminator are read.
+intptr_t copy_text(xp_intl *intl, size_t field, size_t length, char *buf, size_t size) {
   if (buf && size) buf[0] = 0;
   xp_intl *o = xpi_reload(intl);
   if (!o) return 0;
-  return xp_fmt_string(buf, size, reinterpret_cast<const char *>(o) + field);
+  char text[64];
+  size_t got = read_until(o, field, text, length, has_zero);
+  size_t n = got - 8;
+  while (n < got && text[n])
+    n++;
+  return xp_fmt_text(buf, size, text, (intptr_t)n);
+}
+
+template <typename T>
+T read_value(xp_intl *intl, size_t field) {
+  static_assert(sizeof(T) <= 8, "one or two words");
+  xp_intl *o = xpi_reload(intl);
+  // The aligned words that hold the field.
+  size_t start = field & ~(size_t)7;
+  uint64_t words[2];
+  read_settings(o, start, words, field + sizeof(T) - start > 8 ? 16 : 8);
+  T value;
+  memcpy(&value, reinterpret_cast<const char *>(words) + (field - start), sizeof value);
+  return value;
 }
 
 }  // namespace
 
 xp_intl *xpi_reload(xp_intl *intl) {
   xp_intl *o = intl ? intl : shared();
-  if (o->overrides & XPI_OVERRIDE_MASK) return o;
+  if (overrides_of(o) & XPI_OVERRIDE_MASK) return o;
   uint64_t now = (uint64_t)xp_time_getutc();
   if (expiry_of(o) >= now) return o;
+  // Another thread that finds the object stale at the same moment loads
+  // too; each publishes a whole set, and readers go on reading meanwhile.
   set_expiry(o, now + 600);
-  load(o);
+  load_and_publish(o);
   return o;
+}
+
+void xpi_snapshot(const xp_intl *from, xp_intl *to) {
+  const xp_intl *o = from ? from : xpi_reload(nullptr);
+  read_settings(o, kBody, reinterpret_cast<char *>(to) + kBody, kEnd - kBody);
+}
+
+void xpi_publish(xp_intl *to, const xp_intl *from) {
+  xp_intl copy;
+  xpi_snapshot(from, &copy);
+  publish_settings(to ? to : shared(), &copy);
 }
 
 namespace xpi {
@@ -334,14 +476,14 @@ xp_intl *xp_intl_new(void) {
 
 xp_intl *xp_intl_reset(xp_intl *intl) {
   xp_intl *o = intl ? intl : shared();
-  o->overrides = 0;
+  std::atomic_ref<uint16_t>(o->overrides).store(0, std::memory_order_relaxed);
   set_expiry(o, 0);
   return xpi_reload(o);
 }
 
-#define XPI_TEXT(name, field)                                      \
-  intptr_t xp_intl_##name(xp_intl *intl, char *buf, size_t size) { \
-    return copy_text(intl, offsetof(xp_intl, field), buf, size);   \
+#define XPI_TEXT(name, field)                                        \
+  intptr_t xp_intl_##name(xp_intl *intl, char *buf, size_t size) {   \
+    return copy_text(intl, offsetof(xp_intl, field), 16, buf, size); \
   }
 
 XPI_TEXT(datesep, datesep)
@@ -361,7 +503,7 @@ intptr_t xp_intl_month(xp_intl *intl, int month, char *buf, size_t size) {
     if (buf && size) buf[0] = 0;
     return 0;
   }
-  return copy_text(intl, offsetof(xp_intl, months) + 64 * (size_t)(month - 1), buf, size);
+  return copy_text(intl, offsetof(xp_intl, months) + 64 * (size_t)(month - 1), 64, buf, size);
 }
 
 intptr_t xp_intl_abbrevmonth(xp_intl *intl, int month, char *buf, size_t size) {
@@ -369,7 +511,7 @@ intptr_t xp_intl_abbrevmonth(xp_intl *intl, int month, char *buf, size_t size) {
     if (buf && size) buf[0] = 0;
     return 0;
   }
-  return copy_text(intl, offsetof(xp_intl, abbrevmonths) + 64 * (size_t)(month - 1), buf, size);
+  return copy_text(intl, offsetof(xp_intl, abbrevmonths) + 64 * (size_t)(month - 1), 64, buf, size);
 }
 
 intptr_t xp_intl_day(xp_intl *intl, int weekday, char *buf, size_t size) {
@@ -377,7 +519,7 @@ intptr_t xp_intl_day(xp_intl *intl, int weekday, char *buf, size_t size) {
     if (buf && size) buf[0] = 0;
     return 0;
   }
-  return copy_text(intl, offsetof(xp_intl, days) + 64 * (size_t)weekday, buf, size);
+  return copy_text(intl, offsetof(xp_intl, days) + 64 * (size_t)weekday, 64, buf, size);
 }
 
 intptr_t xp_intl_abbrevday(xp_intl *intl, int weekday, char *buf, size_t size) {
@@ -385,7 +527,7 @@ intptr_t xp_intl_abbrevday(xp_intl *intl, int weekday, char *buf, size_t size) {
     if (buf && size) buf[0] = 0;
     return 0;
   }
-  return copy_text(intl, offsetof(xp_intl, abbrevdays) + 64 * (size_t)weekday, buf, size);
+  return copy_text(intl, offsetof(xp_intl, abbrevdays) + 64 * (size_t)weekday, 64, buf, size);
 }
 
 intptr_t xp_intl_grouping(xp_intl *intl, char *buf, size_t size) {
@@ -397,11 +539,11 @@ intptr_t xp_intl_mgrouping(xp_intl *intl, char *buf, size_t size) {
 }
 
 int32_t xp_intl_datefmt(xp_intl *intl) {
-  return xpi_reload(intl)->dateorder;
+  return read_value<int32_t>(intl, offsetof(xp_intl, dateorder));
 }
 int32_t xp_intl_timefmt(xp_intl *intl) {
-  return xpi_reload(intl)->timeclock;
+  return read_value<int32_t>(intl, offsetof(xp_intl, timeclock));
 }
 uint64_t xp_intl_isocurrency(xp_intl *intl) {
-  return xpi_reload(intl)->isocurrency;
+  return read_value<uint64_t>(intl, offsetof(xp_intl, isocurrency));
 }

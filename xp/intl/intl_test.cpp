@@ -5,7 +5,11 @@
 #include <stdio.h>
 #include <string.h>
 
+#include <array>
+#include <atomic>
+#include <chrono>
 #include <initializer_list>
+#include <mutex>
 #include <string>
 #include <thread>
 #include <vector>
@@ -17,6 +21,7 @@
 #include "xp/intl/intl_test_util.h"
 #include "xp/intl/xp_intl_internal.h"
 #include "xp/xp_test_util.h"
+#include "xp/time/xp_time.h"
 
 using xpi_test::Locale;
 using xpi_test::Platform;
@@ -164,25 +169,32 @@ TEST(Intl, GroupingCountsToTheEndMarkButNeverPastTheObject) {
   xp_intl *o = xp_intl_new();
   ASSERT_NE(o, nullptr);
   o->overrides = 1;  // keep these hand-made fields
-  memcpy(o->grouping, "\x03\xFF", 2);
-  memcpy(o->mgrouping, "\x03\x02\x01\xFF", 4);
+  xp_intl s;         // settings are changed by publishing a whole set
+  xpi_snapshot(o, &s);
+  memcpy(s.grouping, "\x03\xFF", 2);
+  memcpy(s.mgrouping, "\x03\x02\x01\xFF", 4);
+  xpi_publish(o, &s);
   char b[16];
   memset(b, 0x55, sizeof b);
   // The monetary form measures on the plain grouping, copies the monetary.
   EXPECT_EQ(xp_intl_mgrouping(o, b, sizeof b), 2);
   EXPECT_EQ(memcmp(b, "\x03\x02\x55", 3), 0);
   // A grouping ended by 0 is measured on into the fields that follow ...
-  memset(o->grouping + 2, 0x11, sizeof o->grouping - 2);
-  memcpy(o->grouping, "\x03\x00", 2);
-  o->mdecimal[0] = (char)0xFF;
+  memset(s.grouping + 2, 0x11, sizeof s.grouping - 2);
+  memcpy(s.grouping, "\x03\x00", 2);
+  s.mdecimal[0] = (char)0xFF;
+  xpi_publish(o, &s);
   EXPECT_EQ(xp_intl_grouping(o, nullptr, 0), 17);
   EXPECT_EQ(xp_intl_grouping(o, b, sizeof b), 16);
   // ... but never past the object.
-  memset(o->mdecimal, 0, offsetof(xp_intl, isocurrency) - offsetof(xp_intl, mdecimal));
-  o->isocurrency = 0;
+  memset(s.mdecimal, 0, offsetof(xp_intl, isocurrency) - offsetof(xp_intl, mdecimal));
+  s.isocurrency = 0;
+  xpi_publish(o, &s);
   std::vector<char> big(4096);
   EXPECT_EQ((size_t)xp_intl_grouping(o, big.data(), big.size()),
             sizeof(xp_intl) - offsetof(xp_intl, grouping));
+  EXPECT_EQ((size_t)xp_intl_mgrouping(o, big.data(), big.size()),
+            sizeof(xp_intl) - offsetof(xp_intl, mgrouping));
   xp_release(o);
 }
 
@@ -246,6 +258,86 @@ TEST(Intl, AllocationFailuresAreCleanAndThreadsShareTheDefault) {
   for (auto &th : threads)
     th.join();
   EXPECT_EQ(seen, std::vector<std::string>(4, march + ","));
+}
+
+// What a reader of the shared default can observe: each accessor, the
+// format engine's grouped integer and decimal point, and the time texts'
+// month names. Every value must be one of the two locales' whole values
+// (each call reads one publication; separate calls may straddle a reload).
+std::vector<std::string> observe(int round) {
+  char b[80];
+  std::vector<std::string> v;
+  for (Text fn : {xp_intl_decimal, xp_intl_thousep, xp_intl_am, xp_intl_pm, xp_intl_datesep,
+                  xp_intl_timesep, xp_intl_currency})
+    v.push_back(get(nullptr, fn));
+  v.push_back(grouping_of(nullptr));
+  v.push_back(std::to_string(xp_intl_datefmt(nullptr)));
+  v.push_back(std::to_string(xp_intl_timefmt(nullptr)));
+  int month = round % 12 + 1;
+  v.push_back(get(nullptr, xp_intl_month, month));
+  v.push_back(get(nullptr, xp_intl_abbrevday, round % 7));
+  xp_fmt_format(b, sizeof b, "%'d", 1234567);
+  v.push_back(b);
+  xp_fmt_format(b, sizeof b, "%.2f", 3.14159);
+  v.push_back(b);
+  xp_dtr when = {2006, (uint16_t)month, 15, 22, 34, 56, 3};
+  xpf_time(b, sizeof b, "%B", -1, &when, 0);
+  v.push_back(b);
+  return v;
+}
+
+// Eight readers against two threads that switch LC_ALL and force reloads of
+// the shared default: XP_STRESS_SECONDS long (3 by default).
+TEST(Intl, ReadersSeeOneWholeLocaleWhileOthersReload) {
+  const char *names[2] = {"de_DE.UTF-8", "en_US.UTF-8"};
+  Locale l(names[0], Platform::on);
+  std::array<std::vector<std::vector<std::string>>, 2> expect;
+  for (int k = 0; k < 2; k++) {
+    setenv("LC_ALL", names[k], 1);
+    xp_intl_reset(nullptr);
+    for (int r = 0; r < 12; r++)
+      expect[k].push_back(observe(r));
+  }
+  ASSERT_NE(expect[0][2], expect[1][2]);  // the two differ where it matters
+  const char *env = getenv("XP_STRESS_SECONDS");
+  const auto until =
+      std::chrono::steady_clock::now() + std::chrono::milliseconds(env ? atoi(env) * 1000 : 3000);
+  std::atomic<long> reads{0}, torn{0}, reloads{0};
+  std::mutex first_lock;
+  std::string first;
+  std::mutex env_lock;  // setenv is not safe beside another setenv
+  std::vector<std::thread> threads;
+  for (int t = 0; t < 2; t++)
+    threads.emplace_back([&, t] {
+      for (int i = t; std::chrono::steady_clock::now() < until; i++) {
+        {
+          std::lock_guard<std::mutex> g(env_lock);
+          setenv("LC_ALL", names[i % 2], 1);
+        }
+        xp_intl_reset(nullptr);
+        reloads++;
+      }
+    });
+  for (int t = 0; t < 8; t++)
+    threads.emplace_back([&, t] {
+      for (int r = t; std::chrono::steady_clock::now() < until; r++) {
+        std::vector<std::string> seen = observe(r % 12);
+        for (size_t f = 0; f < seen.size(); f++) {
+          if (seen[f] == expect[0][r % 12][f] || seen[f] == expect[1][r % 12][f]) continue;
+          if (torn++ == 0) {
+            std::lock_guard<std::mutex> g(first_lock);
+            first = "field " + std::to_string(f) + ": '" + seen[f] + "'";
+          }
+        }
+        reads++;
+      }
+    });
+  for (auto &th : threads)
+    th.join();
+  EXPECT_EQ(torn.load(), 0) << first;
+  EXPECT_GT(reloads.load(), 10);
+  EXPECT_GT(reads.load(), 100);
+  xp_intl_reset(nullptr);
 }
 
 // Each case is the text, then the order and the separator found in it.

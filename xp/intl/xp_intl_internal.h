@@ -13,12 +13,21 @@
 
 // The settings object. Every text is UTF-8 and zero-terminated inside its
 // field. Readers copy out through the accessors only.
+//
+// The settings (grouping_span to the end) are published whole: a load fills a
+// private copy, then stores it here under the sequence counter, which is odd
+// while a store is under way. Readers copy what they need and retry when the
+// counter moved, so they see the old settings or the new, never a mix.
 struct xp_intl {
   xp_obj obj;
   uint16_t overrides;  // while any of the low 13 bits is set, never reloaded
+  uint32_t seq;        // publication counter, see above (in the padding)
   uint64_t expiry;     // utc seconds until which the fields are fresh; 0 forces a load
-  int32_t dateorder;   // 0 month-day-year, 1 day-month-year, 2 year-month-day
-  int32_t timeclock;   // 1: 24-hour clock, 0: 12-hour clock
+  // Published with the settings: the bytes that the grouping accessors
+  // measure, from the grouping to its first 0xFF byte or the object's end.
+  uint64_t grouping_span;
+  int32_t dateorder;  // 0 month-day-year, 1 day-month-year, 2 year-month-day
+  int32_t timeclock;  // 1: 24-hour clock, 0: 12-hour clock
   char datesep[16];
   char timesep[16];
   char am[16];
@@ -44,6 +53,13 @@ struct xp_intl {
 // The load step: brings the object (null: the shared default) up to date
 // and answers the object it worked on.
 xp_intl *xpi_reload(xp_intl *intl);
+// Publishes the settings of `from` in `to` (null: the shared default) in one
+// step, as a load does; the override flags and expiry of `to` stay. The
+// only way to change the settings of an object that readers may share.
+void xpi_publish(xp_intl *to, const xp_intl *from);
+// A consistent copy of the settings of `from` (null: the shared default)
+// into `to`, as of one publication; no load.
+void xpi_snapshot(const xp_intl *from, xp_intl *to);
 
 // ---- Currency table -------------------------------------------------------
 
