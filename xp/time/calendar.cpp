@@ -158,12 +158,7 @@ xp_seconds xp_time_dtrtoutc(const xp_dtr *dtr) {
   xp_seconds local = xp_time_dtrtolocal(dtr);
   if (local == XP_TIME_OUT_OF_RANGE) return 0;
   xpt::Locked guard;
-  time_t now = time(nullptr);
-  long dst_then = xpt::dtrdst_locked(dtr);
-  long dst_now = xpt::dst_locked(now);
-  long gmto = xpt::gmto_locked(now);
-  return local - static_cast<xp_seconds>(dst_then) + static_cast<xp_seconds>(dst_now) -
-         static_cast<xp_seconds>(gmto);
+  return local - static_cast<xp_seconds>(xpt::local_offset_locked(local, time(nullptr)));
 }
 
 xp_seconds xp_time_utctolocal(xp_seconds utc) {
@@ -173,12 +168,7 @@ xp_seconds xp_time_utctolocal(xp_seconds utc) {
 
 xp_seconds xp_time_localtoutc(xp_seconds local) {
   xpt::Locked guard;
-  time_t now = time(nullptr);
-  long gmto = xpt::gmto_locked(now);
-  long dst_then = xpt::localdst_locked(local);
-  long dst_now = xpt::dst_locked(now);
-  return local - static_cast<xp_seconds>(dst_then) + static_cast<xp_seconds>(dst_now) -
-         static_cast<xp_seconds>(gmto);
+  return local - static_cast<xp_seconds>(xpt::local_offset_locked(local, time(nullptr)));
 }
 
 xp_seconds xp_time_getdtr(xp_dtr *dtr) {

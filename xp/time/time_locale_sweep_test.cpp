@@ -1,0 +1,89 @@
+// Every installed UTF-8 locale, with the platform's formatter and with the
+// C library's: dates and date-times in every form the writer has read back
+// by the parser to the same record, over instants of 1971...2037 at every
+// hour of the day.
+#include <gtest/gtest.h>
+
+#include <stdio.h>
+#include <strings.h>
+
+#include <string>
+#include <vector>
+
+#include "xp/time/time_test_util.h"
+
+namespace {
+
+using xpt_test::fields;
+using xpt_test::LocaleTexts;
+
+std::vector<std::string> utf8_locales() {
+  std::vector<std::string> out;
+  FILE *p = popen("locale -a", "r");
+  char line[256];
+  while (p && fgets(line, sizeof line, p)) {
+    std::string name(line, strcspn(line, "\n"));
+    if (strcasestr(name.c_str(), ".utf8") || strcasestr(name.c_str(), ".utf-8"))
+      out.push_back(name);
+  }
+  if (p) pclose(p);
+  return out;
+}
+
+#if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
+constexpr int kInstants = 48;
+#else
+constexpr int kInstants = 240;
+#endif
+
+// Failures of one locale: each form written and read back.
+long check_locale(const std::string &name, bool platform) {
+  long bad = 0;
+  for (int k = 0; k < kInstants; ++k) {
+    // Spread over 1971...2037, the hour running through the day.
+    long long p = 31536000LL + (2114380800LL / kInstants) * k + (k * 7919 % 3600);
+    p = p - p % 86400 + (k % 24) * 3600 + (k * 7919 % 3600);
+    xp_dtr r;
+    xp_time_localtodtr(static_cast<xp_seconds>(p) + XP_TIME_POSIX_DELTA, &r);
+    for (int form = 0; form < 6; ++form) {
+      bool longdate = form & 1, seconds = form & 2, date_only = form >= 4;
+      char text[256], other[256];
+      xp_dtr back, want = r, next = r;
+      next.second = static_cast<uint16_t>((r.second + 1) % 60);
+      int ok;
+      if (date_only) {
+        xp_time_dtrtodate(&r, text, sizeof text, longdate);
+        ok = xp_time_datetodtr(text, &back);
+        want.hour = want.minute = want.second = 0;
+      } else {
+        xp_time_dtrtodatetime(&r, text, sizeof text, longdate, seconds);
+        xp_time_dtrtodatetime(&next, other, sizeof other, longdate, seconds);
+        ok = xp_time_datetimetodtr(text, &back);
+        if (!strcmp(text, other)) want.second = 0;  // the writer shows no seconds
+      }
+      if ((!ok || fields(back) != fields(want)) && ++bad <= 2)
+        ADD_FAILURE() << name << (platform ? "" : " (C library)") << ": \"" << text << "\" read as "
+                      << (ok ? fields(back) : "nothing") << ", written from " << fields(want);
+    }
+  }
+  return bad;
+}
+
+TEST(LocaleSweep, EveryLocaleReadsWhatItWrites) {
+  std::vector<std::string> locales = utf8_locales();
+  ASSERT_GT(locales.size(), 100u);
+  for (bool platform : {true, false}) {
+    size_t good = 0;
+    for (const std::string &name : locales) {
+      auto texts = platform ? LocaleTexts::platform(name.c_str())
+                            : LocaleTexts::strftime(name.c_str());
+      ASSERT_TRUE(texts.ok()) << name;
+      good += check_locale(name, platform) == 0;
+    }
+    printf("%s: %zu of %zu locales read back\n", platform ? "platform" : "C library", good,
+           locales.size());
+    EXPECT_EQ(good, locales.size());
+  }
+}
+
+}  // namespace
