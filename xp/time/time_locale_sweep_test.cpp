@@ -7,6 +7,7 @@
 #include <stdio.h>
 #include <strings.h>
 
+#include <algorithm>
 #include <string>
 #include <vector>
 
@@ -83,6 +84,37 @@ TEST(LocaleSweep, EveryLocaleReadsWhatItWrites) {
     printf("%s: %zu of %zu locales read back\n", platform ? "platform" : "C library", good,
            locales.size());
     EXPECT_EQ(good, locales.size());
+  }
+}
+
+// Without the platform, a locale of another codeset gives the texts of its
+// UTF-8 twin, and reads them back.
+TEST(LocaleSweep, OtherCodesetsGiveUtf8) {
+  const std::pair<const char *, const char *> twins[] = {{"de_DE", "de_DE.utf8"},
+                                                         {"ja_JP.eucjp", "ja_JP.utf8"},
+                                                         {"zh_CN.gb18030", "zh_CN.utf8"}};
+  auto texts_of = [](const char *name) {
+    auto scope = LocaleTexts::strftime(name);
+    EXPECT_TRUE(scope.ok()) << name;
+    std::string all;
+    char b[256];
+    for (int i = 1; i <= 12; ++i) {
+      xp_intl_month(nullptr, i, b, sizeof b), all += b;
+      xp_intl_abbrevmonth(nullptr, i, b, sizeof b), all += b;
+      xp_intl_day(nullptr, i % 7, b, sizeof b), all += b;
+      xp_intl_abbrevday(nullptr, i % 7, b, sizeof b), all += b;
+      xp_dtr r{2006, uint16_t(i), 15, uint16_t(i * 2 - 1), 34, 56, 0};
+      xp_time_dtrtodatetime(&r, b, sizeof b, i & 1, 1), all += b;
+    }
+    xp_intl_am(nullptr, b, sizeof b), all += b;
+    xp_intl_pm(nullptr, b, sizeof b), all += b;
+    EXPECT_EQ(0, check_locale(name, false));
+    return all;
+  };
+  for (auto [name, twin] : twins) {
+    std::string ours = texts_of(name);
+    EXPECT_EQ(ours, texts_of(twin)) << name;
+    EXPECT_TRUE(std::any_of(ours.begin(), ours.end(), [](char c) { return c & 0x80; })) << name;
   }
 }
 
