@@ -66,8 +66,8 @@ TEST(TimeText, EveryWriterAgainstTheCLibrary) {
   auto texts = LocaleTexts::strftime();
   for (int month : {2, 7}) {
     xp_dtr r = record(2006, month, 15, 6, 34, 56);
-    struct tm tm = wall(r), utc_tm;
-    time_t posix = timegm(&tm) - tm.tm_gmtoff;  // the instant of the wall time
+    struct tm tm = wall(r), utc_tm, copy = tm;
+    time_t posix = timegm(&copy) - tm.tm_gmtoff;  // the instant of the wall time
     gmtime_r(&posix, &utc_tm);
     xp_seconds utc = static_cast<xp_seconds>(posix) + XP_TIME_POSIX_DELTA;
     xp_seconds local = xp_time_dtrtolocal(&r);
@@ -92,7 +92,7 @@ TEST(TimeText, EveryWriterAgainstTheCLibrary) {
          [&](char *b, long n) { return xp_time_utctodatetime(utc, b, n, 1, 1); }},
         {"01:06:40", kPrefix, [&](char *b, long n) { return xp_time_secondstotime(4000, b, n, 1); }},
         {strf("%c|%a, %d %b %Y %H:%M:%S ", tm) + zone + strf("|%G-W%V|", tm) +
-             std::to_string(timegm(&tm) + XP_TIME_POSIX_DELTA) + "|" + strf("%x %X|%%|?", tm),
+             std::to_string(timegm(&copy) + XP_TIME_POSIX_DELTA) + "|" + strf("%x %X|%%|?", tm),
          kPrefix, [&](char *b, long n) { return xpf_time(b, n, "%c|%+|%G-W%V|%s|%x %X|%%|%Z", -1, &r, 0); }},
         {strf("%x %X", tm), kPrefix, [&](char *b, long n) { return xp_fmt_utctime(b, n, nullptr, utc); }},
     });

@@ -97,11 +97,11 @@ long long wall_seconds(long long year, long month, long day, long hour, long min
   return ((days * 24 + hour) * 60 + minute) * 60 + second;
 }
 
-// The wall-clock time of a record as POSIX seconds, its fields as a date
-// of the system's calendar takes them: short years counted from 1900, the
-// smaller fields narrowed to 8 bits.
+// The wall-clock time of a record as POSIX seconds: short years as the
+// calendar reads them (00...69 are 2000...2069), the smaller fields narrowed
+// to 8 bits as the system's calendar takes them.
 long long record_wall(const xp_dtr *dtr) {
-  long long year = dtr->year < 1900 ? dtr->year + 1900 : dtr->year;
+  long long year = dtr->year < 70 ? dtr->year + 2000 : dtr->year < 1900 ? dtr->year + 1900 : dtr->year;
   return wall_seconds(year, static_cast<uint8_t>(dtr->month), static_cast<uint8_t>(dtr->day),
                       static_cast<uint8_t>(dtr->hour), static_cast<uint8_t>(dtr->minute),
                       dtr->second);
