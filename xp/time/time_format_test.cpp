@@ -37,41 +37,25 @@ TEST(TimeDirectives, AgreeWithStrftimeOnEveryDay) {
   }
 }
 
-TEST(TimeDirectives, FieldsOfTheirOwn) {
+// Fields strftime has not, or writes otherwise; format bounds and escapes
+// (%c, %+, %s, %x and %X are in the text sweep).
+TEST(TimeDirectives, FieldsOfTheirOwnBoundsAndEscapes) {
   auto texts = LocaleTexts::strftime();
-  xp_dtr r = record(2006, 2, 15, 6, 34, 56);
-  EXPECT_EQ("?|q|%|\n\t|06|2006", timef("%Z|%q|%%|%n%t|%OH|%EY", r));
-  EXPECT_EQ("Wed Feb 15 06:34:56 2006|15-Feb-2006", timef("%c|%v", r));
-  EXPECT_EQ("06:34:56 AM|02/15/06|06:34:56|/|:", timef("%r|%x|%X|%/|%:", r));
-  EXPECT_EQ(std::to_string(xp_time_dtrtolocal(&r)), timef("%s", r));
-  long off = xp_time_dtrgmto(&r);
-  char z[40];
-  snprintf(z, sizeof z, "%c%02ld%02ld", off < 0 ? '-' : '+', labs(off) / 3600,
-           labs(off) % 3600 / 60);
-  EXPECT_EQ(std::string("Wed, 15 Feb 2006 06:34:56 ") + z, timef("%+", r));
-  EXPECT_EQ("12 12 AM|10 10 PM", timef("%I %l %p", record(2006, 2, 15, 0, 5, 0)) + "|" +
-                                     timef("%I %l %p", record(2006, 2, 15, 22, 5, 0)));
-  char buf[64];  // UTC values are written on the local wall clock
-  xp_fmt_utctime(buf, sizeof buf, "%F %T", xp_time_dtrtoutc(&r));
-  EXPECT_STREQ("2006-02-15 06:34:56", buf);
+  xp_dtr r = record(2006, 2, 15, 0, 5, 6), pm = record(2006, 2, 15, 22, 5, 6);
+  EXPECT_EQ("?|q|%|\n\t|00|2006|15-Feb-2006|12:05:06 AM|/|:|12 12 AM",
+            timef("%Z|%q|%%|%n%t|%OH|%EY|%v|%r|%/|%:|%I %l %p", r));
+  EXPECT_EQ("10 10 PM", timef("%I %l %p", pm));
+  EXPECT_EQ("00:05 %H|#", timef("#H:#M %H|##", r, '#'));
+  // A counted format ends at its length or a zero byte; a cut field is dropped.
+  EXPECT_EQ("2006|2006|x|x", timef("%Y-%m-%d", r, 0, 2) + "|" + timef("%Y\0%m", r, 0, 5) + "|" +
+                                 timef("x%", r) + "|" + timef("x%O", r));
+  char buf[16] = "untouched";
+  EXPECT_EQ(0, xpf_time(buf, sizeof buf, "%Y", -1, nullptr, 0) +
+                   xpf_time(buf, sizeof buf, "%Y", 0, &r, 0) +
+                   xpf_time(buf, sizeof buf, nullptr, -1, &r, 0));
+  EXPECT_STREQ("", buf);
   r.year = 106;  // as stored
   EXPECT_EQ("0106|01|06", timef("%Y|%C|%y", r));
-}
-
-TEST(TimeDirectives, FormatBoundsAndEscapes) {
-  xp_dtr r = record(2006, 2, 15, 6, 34, 56);
-  EXPECT_EQ("06:34 %H|#", timef("#H:#M %H|##", r, '#'));
-  // A counted format ends at its length or a zero byte; a cut field is dropped.
-  EXPECT_EQ("2006", timef("%Y-%m-%d", r, 0, 2));
-  EXPECT_EQ("2006", timef("%Y\0%m", r, 0, 5));
-  EXPECT_EQ("x|x", timef("x%", r) + "|" + timef("x%O", r));
-  char buf[16] = "untouched";
-  EXPECT_EQ(0, xpf_time(buf, sizeof buf, "%Y", -1, nullptr, 0));
-  EXPECT_EQ(0, xpf_time(buf, sizeof buf, nullptr, -1, &r, 0));
-  EXPECT_STREQ("", buf);
-  EXPECT_EQ(0, xpf_time(buf, sizeof buf, "%Y", 0, &r, 0));
-  EXPECT_EQ(4, xpf_time(buf, 5, "%Y-%m-%d", -1, &r, 0));
-  EXPECT_STREQ("2006", buf);
 }
 
 std::string fmt(const char *format, unsigned long value) {
@@ -81,37 +65,29 @@ std::string fmt(const char *format, unsigned long value) {
   return std::string(buf, n);
 }
 
-TEST(EngineTimeDirectives, PatternsAndFixedForms) {
+// The format engine's time directives: patterns with '#' as escape, the
+// fixed forms, 0 for now, cut output.
+TEST(EngineTimeDirectives, PatternsFixedFormsAndCuts) {
   auto texts = LocaleTexts::strftime();
   xp_dtr r = record(2006, 2, 15, 6, 34, 56);
-  xp_seconds local = xp_time_dtrtolocal(&r);
-  xp_seconds utc = xp_time_localtoutc(local);
-  EXPECT_EQ("<06:34 2006-02-15>", fmt("<%lz{::#H:#M #F}>", local));
-  EXPECT_EQ("%H 06|%", fmt("%lD{::%H #H}|%%", local));  // the pattern's '%' is text
+  xp_seconds local = xp_time_dtrtolocal(&r), utc = xp_time_localtoutc(local);
+  EXPECT_EQ("<06:34 2006-02-15>|%H 06|%", fmt("<%lz{::#H:#M #F}>|", local) +
+                                               fmt("%lD{::%H #H}|%%", local));
   // A UTC value: local time in a pattern, UTC in general time.
-  EXPECT_EQ("2006-02-15 06:34:56", fmt("%lZ{::#F #T}", utc));
-  EXPECT_EQ("2006|2006", fmt("%lu{Z::#Y}|", utc) + fmt("%lu{z::#Y}", local));
-  char g[32];
+  EXPECT_EQ("2006-02-15 06:34:56|2006|2006", fmt("%lZ{::#F #T}|", utc) +
+                                                 fmt("%lu{Z::#Y}|", utc) + fmt("%lu{z::#Y}", local));
+  char g[32], l[32];
   xp_time_utctogeneraltime(utc, g, sizeof g);
-  EXPECT_EQ(g, fmt("%#lZ", utc));
-  xp_time_localtogeneraltime(local, g, sizeof g);
-  EXPECT_EQ(g, fmt("%#lz", local));
-  EXPECT_EQ(g, fmt("%#lu{z}", local));
+  xp_time_localtogeneraltime(local, l, sizeof l);
+  EXPECT_EQ(std::string(g) + l + l, fmt("%#lZ", utc) + fmt("%#lz", local) + fmt("%#lu{z}", local));
   EXPECT_EQ("02/15/06|02/15/06 06:34:56", fmt("%lD|", local) + fmt("%+lZ", utc));
-  // A value of 0 is now.
   xp_dtr now;
   xp_time_getdtr(&now);
   EXPECT_EQ(std::to_string(now.year), fmt("%lz{::#Y}", 0));
-}
-
-TEST(EngineTimeDirectives, CutOutput) {
-  xp_dtr r = record(2006, 2, 15, 6, 34, 56);
-  xp_seconds local = xp_time_dtrtolocal(&r);
   char buf[8];
   memset(buf, 0x5A, sizeof buf);
   EXPECT_EQ(6u, xp_fmt_format(buf, 7, "%lz{::#F}", local));
-  EXPECT_STREQ("2006-0", buf);
-  EXPECT_EQ(0x5A, static_cast<uint8_t>(buf[7]));
+  EXPECT_EQ(std::string("2006-0\0\x5A", 8), std::string(buf, 8));
   // A fixed form that does not fit gives nothing; the rest goes on.
   EXPECT_EQ(3u, xp_fmt_format(buf, sizeof buf, "a%#lzb|", local));
   EXPECT_STREQ("ab|", buf);

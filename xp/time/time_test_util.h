@@ -28,13 +28,9 @@ inline std::string fields(const xp_dtr &r) {
   return buf;
 }
 
-inline void reload_locale_caches() {
-  xp_intl_reset(nullptr);
-  xpt::xt_locale_counter = 0;
-  xpt::xt_cm_counter = 0;
-}
-
-// ok() is false when the locale is missing or the platform has no formatter.
+// The locale's texts from strftime (the platform turned off) or from the
+// platform's formatter, all caches reloaded; ok() is false when the locale
+// or the platform is missing.
 class LocaleTexts {
  public:
   static LocaleTexts strftime(const char *name = "C") { return LocaleTexts(name, false); }
@@ -42,21 +38,21 @@ class LocaleTexts {
   ~LocaleTexts() {
     unsetenv("XP_INTL_NO_PLATFORM");
     unsetenv("LC_ALL");
-    setlocale(LC_ALL, "C");
-    reload_locale_caches();
+    ok_ = setlocale(LC_ALL, "C");
+    reload();
   }
   bool ok() const { return ok_; }
 
  private:
   LocaleTexts(const char *name, bool platform) {
-    if (platform) {
-      setenv("LC_ALL", name, 1);
-      ok_ = xpi_load_framework(nullptr) != nullptr;
-    } else {
-      setenv("XP_INTL_NO_PLATFORM", "1", 1);
-      ok_ = setlocale(LC_ALL, name) != nullptr;
-    }
-    reload_locale_caches();
+    platform ? (void)setenv("LC_ALL", name, 1) : (void)setenv("XP_INTL_NO_PLATFORM", "1", 1);
+    ok_ = platform ? xpi_load_framework(nullptr) != nullptr : setlocale(LC_ALL, name) != nullptr;
+    reload();
+  }
+  static void reload() {
+    xp_intl_reset(nullptr);
+    xpt::xt_locale_counter = 0;
+    xpt::xt_cm_counter = 0;
   }
   bool ok_;
 };
