@@ -29,30 +29,25 @@ inline std::string fields(const xp_dtr &r) {
 }
 
 // The locale's texts from strftime (the platform turned off) or from the
-// platform's formatter, all caches reloaded; ok() is false when the locale
-// or the platform is missing.
+// platform's formatter, all caches reloaded, until the scope ends; ok() is
+// false when the locale or the platform is missing.
 class LocaleTexts {
  public:
   static LocaleTexts strftime(const char *name = "C") { return LocaleTexts(name, false); }
   static LocaleTexts platform(const char *name) { return LocaleTexts(name, true); }
-  ~LocaleTexts() {
-    unsetenv("XP_INTL_NO_PLATFORM");
-    unsetenv("LC_ALL");
-    ok_ = setlocale(LC_ALL, "C");
-    reload();
-  }
+  ~LocaleTexts() { use(nullptr, false); }
   bool ok() const { return ok_; }
 
  private:
-  LocaleTexts(const char *name, bool platform) {
-    platform ? (void)setenv("LC_ALL", name, 1) : (void)setenv("XP_INTL_NO_PLATFORM", "1", 1);
-    ok_ = platform ? xpi_load_framework(nullptr) != nullptr : setlocale(LC_ALL, name) != nullptr;
-    reload();
-  }
-  static void reload() {
+  LocaleTexts(const char *name, bool platform) : ok_(use(name, platform)) {}
+  static bool use(const char *name, bool platform) {
+    name && platform ? setenv("LC_ALL", name, 1) : unsetenv("LC_ALL");
+    name && !platform ? setenv("XP_INTL_NO_PLATFORM", "1", 1) : unsetenv("XP_INTL_NO_PLATFORM");
+    bool ok = (platform ? xpi_load_framework(nullptr) : setlocale(LC_ALL, name ? name : "C")) != nullptr;
     xp_intl_reset(nullptr);
     xpt::xt_locale_counter = 0;
     xpt::xt_cm_counter = 0;
+    return ok;
   }
   bool ok_;
 };

@@ -36,28 +36,23 @@ struct Case {
 };
 
 // Each writer in full and at every size up to its length + 2: nothing past
-// the size, the reference cut at a whole character (fixed forms: all or
-// nothing; date and time: the date alone, without the blank, when the rest
-// does not fit), and the length when measuring.
+// the size, the reference cut at a whole character and terminated (fixed
+// forms: all or nothing; date and time: the date alone, without the blank,
+// when the rest does not fit), and the length when measuring.
 void sweep(const std::vector<Case> &cases) {
-  for (size_t k = 0; k < cases.size(); ++k) {
-    const Case &c = cases[k];
+  for (const Case &c : cases) {
     long len = static_cast<long>(c.want.size());
     EXPECT_EQ(len, c.write(nullptr, 0)) << c.want;
     for (long size = 0; size <= len + 2; ++size) {
-      char buf[300];
-      memset(buf, 0x5A, sizeof buf);
-      long n = c.write(buf + 8, size);
-      std::string want = c.want.substr(0, size ? size - 1 : 0);
-      while (want.size() < c.want.size() && (c.want[want.size()] & 0xC0) == 0x80)
-        want.pop_back();
+      std::string want = c.want.substr(0, size ? size - 1 : 0), buf(300, 'Z');
+      while (want.size() < c.want.size() && (c.want[want.size()] & 0xC0) == 0x80) want.pop_back();
       if (c.cut == kAllOrNothing && size <= len) want.clear();
       if (c.cut == kDateFirst && size <= len && !want.empty() && want.back() == ' ') want.pop_back();
-      ASSERT_EQ(std::string(buf + 8, size ? static_cast<size_t>(std::max(n, 0L)) : 0), want)
-          << c.want << " size " << size;
-      ASSERT_EQ(n, static_cast<long>(want.size()));
-      for (long i = 0; i < 300; ++i)
-        ASSERT_TRUE((i >= 8 && i < 8 + size) || uint8_t(buf[i]) == 0x5A) << size;
+      ASSERT_EQ(c.write(&buf[8], size), static_cast<long>(want.size())) << c.want << " " << size;
+      ASSERT_EQ(buf.substr(0, 8) + buf.substr(8 + size), std::string(300 - size, 'Z')) << size;
+      bool untouched = c.cut == kAllOrNothing && size <= len;  // too small: nothing written
+      ASSERT_EQ(buf.substr(8, untouched ? size : size ? want.size() + 1 : 0),
+                untouched ? std::string(size, 'Z') : size ? want + '\0' : "") << c.want << " " << size;
     }
   }
 }
