@@ -59,8 +59,10 @@ void utc_to_local(benchmark::State &state, const char *zone) {
         benchmark::DoNotOptimize(tm.tm_gmtoff);
       });
 }
-BENCHMARK_CAPTURE(utc_to_local, New_York, "America/New_York")->Name("BM_UtcToLocal_vs_localtime_r/New_York");
-BENCHMARK_CAPTURE(utc_to_local, Dublin, "Europe/Dublin")->Name("BM_UtcToLocal_vs_localtime_r/Dublin");
+BENCHMARK_CAPTURE(utc_to_local, New_York, "America/New_York")
+    ->Name("BM_UtcToLocal_vs_localtime_r/New_York");
+BENCHMARK_CAPTURE(utc_to_local, Dublin, "Europe/Dublin")
+    ->Name("BM_UtcToLocal_vs_localtime_r/Dublin");
 BENCHMARK_CAPTURE(utc_to_local, Lord_Howe, "Australia/Lord_Howe")
     ->Name("BM_UtcToLocal_vs_localtime_r/Lord_Howe");
 BENCHMARK_CAPTURE(utc_to_local, Casablanca, "Africa/Casablanca")

@@ -54,7 +54,8 @@ TEST(Calendar, YearsCarriesAndRange) {
   };
   for (const auto &[in, expected] : cases) {
     EXPECT_EQ(xp_time_dtrtolocal(&in), expected) << in.year << "-" << in.month;
-    EXPECT_TRUE(expected != XP_TIME_OUT_OF_RANGE || xp_time_dtrtoutc(&in) + xp_time_dtrdoy(&in) == 0);
+    EXPECT_TRUE(expected != XP_TIME_OUT_OF_RANGE ||
+                xp_time_dtrtoutc(&in) + xp_time_dtrdoy(&in) == 0);
   }
   EXPECT_EQ(xp_time_dtrtolocal(nullptr), XP_TIME_OUT_OF_RANGE);
   xp_dtr r = rec(1, 12, 31);

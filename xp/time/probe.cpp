@@ -94,8 +94,7 @@ xt_table *table_build(query_fn query) {
         (ask(query, mid) != cur ? b : a) = mid;
       }
       cur = b == hi ? end : ask(query, b);
-      if (t->count == 0xFFFF ||
-          !push(&t, &room, static_cast<xp_seconds>(b - kFirstPosix), cur))
+      if (t->count == 0xFFFF || !push(&t, &room, static_cast<xp_seconds>(b - kFirstPosix), cur))
         return xp_free(t), nullptr;
       lo = b;
     }

@@ -71,11 +71,11 @@ TEST(EngineTimeDirectives, PatternsFixedFormsAndCuts) {
   auto texts = LocaleTexts::strftime();
   xp_dtr r = record(2006, 2, 15, 6, 34, 56);
   xp_seconds local = xp_time_dtrtolocal(&r), utc = xp_time_localtoutc(local);
-  EXPECT_EQ("<06:34 2006-02-15>|%H 06|%", fmt("<%lz{::#H:#M #F}>|", local) +
-                                               fmt("%lD{::%H #H}|%%", local));
+  EXPECT_EQ("<06:34 2006-02-15>|%H 06|%",
+            fmt("<%lz{::#H:#M #F}>|", local) + fmt("%lD{::%H #H}|%%", local));
   // A UTC value: local time in a pattern, UTC in general time.
-  EXPECT_EQ("2006-02-15 06:34:56|2006|2006", fmt("%lZ{::#F #T}|", utc) +
-                                                 fmt("%lu{Z::#Y}|", utc) + fmt("%lu{z::#Y}", local));
+  EXPECT_EQ("2006-02-15 06:34:56|2006|2006",
+            fmt("%lZ{::#F #T}|", utc) + fmt("%lu{Z::#Y}|", utc) + fmt("%lu{z::#Y}", local));
   char g[32], l[32];
   xp_time_utctogeneraltime(utc, g, sizeof g);
   xp_time_localtogeneraltime(local, l, sizeof l);

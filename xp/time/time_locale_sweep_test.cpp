@@ -33,7 +33,8 @@ long check_locale(const std::string &name) {
     long long p = 31536000LL + (2114380800LL / kInstants) * k;
     xp_dtr r, back, next;
     xp_time_localtodtr(static_cast<xp_seconds>(p - p % 86400 + k % 24 * 3600 + k * 7919 % 3600) +
-                           XP_TIME_POSIX_DELTA, &r);
+                           XP_TIME_POSIX_DELTA,
+                       &r);
     for (int form = 0; form < 6; ++form) {
       char text[256], other[256];
       xp_dtr want = r;
@@ -68,7 +69,8 @@ TEST(LocaleSweep, EveryLocaleReadsWhatItWrites) {
   for (bool platform : {true, false}) {
     size_t good = 0;
     for (const std::string &name : locales) {
-      auto texts = platform ? LocaleTexts::platform(name.c_str()) : LocaleTexts::strftime(name.c_str());
+      auto texts =
+          platform ? LocaleTexts::platform(name.c_str()) : LocaleTexts::strftime(name.c_str());
       ASSERT_TRUE(texts.ok()) << name;
       good += check_locale(name + (platform ? "" : " (C library)")) == 0;
     }
@@ -98,7 +100,8 @@ TEST(LocaleSweep, OtherCodesetsGiveUtf8) {
     xp_intl_pm(nullptr, b, sizeof b), all += b;
     return all;
   };
-  for (auto [name, twin] : {std::pair{"de_DE", "de_DE.utf8"}, {"ja_JP.eucjp", "ja_JP.utf8"},
+  for (auto [name, twin] : {std::pair{"de_DE", "de_DE.utf8"},
+                            {"ja_JP.eucjp", "ja_JP.utf8"},
                             {"zh_CN.gb18030", "zh_CN.utf8"}}) {
     std::string ours = texts_of(name);
     EXPECT_EQ(ours, texts_of(twin)) << name;

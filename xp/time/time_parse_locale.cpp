@@ -48,11 +48,11 @@ uint32_t decode(const char *text, size_t *len) {
 
 // The zero of the decimal digits that a code point belongs to, or 0.
 uint32_t digit_zero(uint32_t c) {
-  static const uint32_t kZeros[] = {
-      0x0660, 0x06F0, 0x07C0, 0x0966, 0x09E6, 0x0A66, 0x0AE6, 0x0B66, 0x0BE6, 0x0C66,
-      0x0CE6, 0x0D66, 0x0DE6, 0x0E50, 0x0ED0, 0x0F20, 0x1040, 0x1090, 0x17E0, 0x1810,
-      0x1946, 0x19D0, 0x1A80, 0x1A90, 0x1B50, 0x1BB0, 0x1C40, 0x1C50, 0xA620, 0xA8D0,
-      0xA900, 0xA9D0, 0xA9F0, 0xAA50, 0xABF0, 0xFF10};
+  static const uint32_t kZeros[] = {0x0660, 0x06F0, 0x07C0, 0x0966, 0x09E6, 0x0A66, 0x0AE6, 0x0B66,
+                                    0x0BE6, 0x0C66, 0x0CE6, 0x0D66, 0x0DE6, 0x0E50, 0x0ED0, 0x0F20,
+                                    0x1040, 0x1090, 0x17E0, 0x1810, 0x1946, 0x19D0, 0x1A80, 0x1A90,
+                                    0x1B50, 0x1BB0, 0x1C40, 0x1C50, 0xA620, 0xA8D0, 0xA900, 0xA9D0,
+                                    0xA9F0, 0xAA50, 0xABF0, 0xFF10};
   if (c < 0x660) return 0;
   for (uint32_t z : kZeros)
     if (c >= z && c <= z + 9) return z;
@@ -318,9 +318,9 @@ void refresh_months() {
 
 // ---- The parser -------------------------------------------------------------
 
-const char *const kEnglishMonths[12] = {"January", "February", "March",     "April",
-                                        "May",     "June",     "July",      "August",
-                                        "September", "October", "November", "December"};
+const char *const kEnglishMonths[12] = {"January",   "February", "March",    "April",
+                                        "May",       "June",     "July",     "August",
+                                        "September", "October",  "November", "December"};
 
 // A name without a closing dot, for matching.
 size_t match_name(const char *p, const char *name) {
@@ -409,7 +409,7 @@ size_t marker_at(const char *p, const LocaleData &d, Half *which) {
 struct Item {
   uint32_t value;
   bool named;
-  bool weekday;  // a name that is also a weekday's
+  bool weekday;      // a name that is also a weekday's
   bool long_number;  // three digits or more: a year
 };
 
@@ -561,9 +561,13 @@ int parse(const char *input, int32_t order, const char *datesep, xp_dtr *dtr, bo
   if (month < 1 || month > 12 || day < 1 || day > 31 || clock[0] > 23 || clock[1] > 59 ||
       clock[2] > 59)
     return 0;
-  xp_dtr r{static_cast<uint16_t>(year), static_cast<uint16_t>(month), static_cast<uint16_t>(day),
-           static_cast<uint16_t>(clock[0]), static_cast<uint16_t>(clock[1]),
-           static_cast<uint16_t>(clock[2]), 0};
+  xp_dtr r{static_cast<uint16_t>(year),
+           static_cast<uint16_t>(month),
+           static_cast<uint16_t>(day),
+           static_cast<uint16_t>(clock[0]),
+           static_cast<uint16_t>(clock[1]),
+           static_cast<uint16_t>(clock[2]),
+           0};
   // Carries an overflowing day into the next month; a year after 2038 gives
   // the record of the out-of-range marker.
   xp_time_localtodtr(xp_time_dtrtolocal(&r), dtr);

@@ -41,9 +41,10 @@ class LocaleTexts {
  private:
   LocaleTexts(const char *name, bool platform) : ok_(use(name, platform)) {}
   static bool use(const char *name, bool platform) {
-    name && platform ? setenv("LC_ALL", name, 1) : unsetenv("LC_ALL");
+    name &&platform ? setenv("LC_ALL", name, 1) : unsetenv("LC_ALL");
     name && !platform ? setenv("XP_INTL_NO_PLATFORM", "1", 1) : unsetenv("XP_INTL_NO_PLATFORM");
-    bool ok = (platform ? xpi_load_framework(nullptr) : setlocale(LC_ALL, name ? name : "C")) != nullptr;
+    bool ok =
+        (platform ? xpi_load_framework(nullptr) : setlocale(LC_ALL, name ? name : "C")) != nullptr;
     xp_intl_reset(nullptr);
     xpt::xt_locale_counter = 0;
     xpt::xt_cm_counter = 0;

@@ -45,14 +45,21 @@ void sweep(const std::vector<Case> &cases) {
     EXPECT_EQ(len, c.write(nullptr, 0)) << c.want;
     for (long size = 0; size <= len + 2; ++size) {
       std::string want = c.want.substr(0, size ? size - 1 : 0), buf(300, 'Z');
-      while (want.size() < c.want.size() && (c.want[want.size()] & 0xC0) == 0x80) want.pop_back();
+      while (want.size() < c.want.size() && (c.want[want.size()] & 0xC0) == 0x80)
+        want.pop_back();
       if (c.cut == kAllOrNothing && size <= len) want.clear();
-      if (c.cut == kDateFirst && size <= len && !want.empty() && want.back() == ' ') want.pop_back();
+      if (c.cut == kDateFirst && size <= len && !want.empty() && want.back() == ' ')
+        want.pop_back();
       ASSERT_EQ(c.write(&buf[8], size), static_cast<long>(want.size())) << c.want << " " << size;
       ASSERT_EQ(buf.substr(0, 8) + buf.substr(8 + size), std::string(300 - size, 'Z')) << size;
       bool untouched = c.cut == kAllOrNothing && size <= len;  // too small: nothing written
-      ASSERT_EQ(buf.substr(8, untouched ? size : size ? want.size() + 1 : 0),
-                untouched ? std::string(size, 'Z') : size ? want + '\0' : "") << c.want << " " << size;
+      ASSERT_EQ(buf.substr(8, untouched ? size
+                              : size    ? want.size() + 1
+                                        : 0),
+                untouched ? std::string(size, 'Z')
+                : size    ? want + '\0'
+                          : "")
+          << c.want << " " << size;
     }
   }
 }
@@ -72,7 +79,8 @@ TEST(TimeText, EveryWriterAgainstTheCLibrary) {
          [&](char *b, long n) { return xp_time_utctogeneraltime(utc, b, n); }},
         {plain + zone, kAllOrNothing,
          [&](char *b, long n) { return xp_time_localtogeneraltime(local, b, n); }},
-        {plain + zone, kAllOrNothing, [&](char *b, long n) {
+        {plain + zone, kAllOrNothing,
+         [&](char *b, long n) {
            xp_dtr short_year = r;
            short_year.year = 6;  // short years are printed in full
            return xp_time_dtrtogeneraltime(&short_year, b, n);
@@ -82,20 +90,28 @@ TEST(TimeText, EveryWriterAgainstTheCLibrary) {
         {strf("%a, %d %b %Y %H:%M:%S ", tm) + zone, kAllOrNothing,
          [&](char *b, long n) { return xp_time_localtorfc822datetime(local, b, n); }},
         {strf("%X", tm), kPrefix, [&](char *b, long n) { return xp_time_utctotime(utc, b, n, 1); }},
-        {strf("%x", tm), kPrefix, [&](char *b, long n) { return xp_time_localtodate(local, b, n, 0); }},
+        {strf("%x", tm), kPrefix,
+         [&](char *b, long n) { return xp_time_localtodate(local, b, n, 0); }},
         {strf("%x %X", tm), kDateFirst,
          [&](char *b, long n) { return xp_time_utctodatetime(utc, b, n, 1, 1); }},
-        {"01:06:40", kPrefix, [&](char *b, long n) { return xp_time_secondstotime(4000, b, n, 1); }},
+        {"01:06:40", kPrefix,
+         [&](char *b, long n) { return xp_time_secondstotime(4000, b, n, 1); }},
         {strf("%c|%a, %d %b %Y %H:%M:%S ", tm) + zone + strf("|%G-W%V|", tm) +
              std::to_string(timegm(&copy) + XP_TIME_POSIX_DELTA) + "|" + strf("%x %X|%%|?", tm),
-         kPrefix, [&](char *b, long n) { return xpf_time(b, n, "%c|%+|%G-W%V|%s|%x %X|%%|%Z", -1, &r, 0); }},
-        {strf("%x %X", tm), kPrefix, [&](char *b, long n) { return xp_fmt_utctime(b, n, nullptr, utc); }},
+         kPrefix,
+         [&](char *b, long n) { return xpf_time(b, n, "%c|%+|%G-W%V|%s|%x %X|%%|%Z", -1, &r, 0); }},
+        {strf("%x %X", tm), kPrefix,
+         [&](char *b, long n) { return xp_fmt_utctime(b, n, nullptr, utc); }},
         {"25:01:01", kPrefix,  // hours not reduced to a day
          [&](char *b, long n) { return xp_time_secondstotime(25 * 3600 + 61, b, n, 1); }},
     });
     for (int kind : {0, 1, 2, 7, 8})  // kinds of their own; unknown ones give nothing
-      sweep({{kind % 8 ? strf(kind == 1 ? "%b" : kind == 2 ? "%p" : "%a", tm) : "", kPrefix,
-              [&](char *b, long n) { return xpt::xt_dtrstring(&r, kind, b, n); }}});
+      sweep({{kind % 8 ? strf(kind == 1   ? "%b"
+                              : kind == 2 ? "%p"
+                                          : "%a",
+                              tm)
+                       : "",
+              kPrefix, [&](char *b, long n) { return xpt::xt_dtrstring(&r, kind, b, n); }}});
   }
   auto russian = LocaleTexts::strftime("ru_RU.UTF-8");  // cut at whole characters
   xp_dtr r = record(2006, 2, 15, 6, 34, 56);

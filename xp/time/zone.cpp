@@ -101,7 +101,9 @@ long long wall_seconds(long long year, long month, long day, long hour, long min
 // calendar reads them (00...69 are 2000...2069), the smaller fields narrowed
 // to 8 bits as the system's calendar takes them.
 long long record_wall(const xp_dtr *dtr) {
-  long long year = dtr->year < 70 ? dtr->year + 2000 : dtr->year < 1900 ? dtr->year + 1900 : dtr->year;
+  long long year = dtr->year < 70     ? dtr->year + 2000
+                   : dtr->year < 1900 ? dtr->year + 1900
+                                      : dtr->year;
   return wall_seconds(year, static_cast<uint8_t>(dtr->month), static_cast<uint8_t>(dtr->day),
                       static_cast<uint8_t>(dtr->hour), static_cast<uint8_t>(dtr->minute),
                       dtr->second);
@@ -349,8 +351,7 @@ long xp_time_utcdst(xp_seconds utc) {
   Locked guard;
   xpt::check_locked(time(nullptr));
   if (utc == 0) xpt::drop_table();
-  return utc ? xpt::utc_amount(utc)
-             : xpt::amount_at(-static_cast<long long>(XP_TIME_POSIX_DELTA));
+  return utc ? xpt::utc_amount(utc) : xpt::amount_at(-static_cast<long long>(XP_TIME_POSIX_DELTA));
 }
 
 long xp_time_utcdst_raw(xp_seconds utc) {

@@ -32,9 +32,11 @@ xp_seconds value(long long p) {
 // where daylight saving is one hour on a fixed standard offset the amounts
 // are 3600 and 0.
 TEST(ZoneNow, ClockOffsetAmountAndName) {
-  const std::pair<const char *, long> standard[] = {
-      {"UTC", 0}, {"America/New_York", -18000}, {"Europe/Dublin", 3600},
-      {"Australia/Lord_Howe", 37800}, {"Africa/Casablanca", 3600}};
+  const std::pair<const char *, long> standard[] = {{"UTC", 0},
+                                                    {"America/New_York", -18000},
+                                                    {"Europe/Dublin", 3600},
+                                                    {"Australia/Lord_Howe", 37800},
+                                                    {"Africa/Casablanca", 3600}};
   for (int attempt = 0; attempt < 5; ++attempt) {
     time_t now = time(nullptr);
     struct tm tm {};
@@ -45,12 +47,14 @@ TEST(ZoneNow, ClockOffsetAmountAndName) {
     long n = xp_time_gettzname(name, sizeof name);
     if (time(nullptr) != now) continue;
     EXPECT_EQ(utc, value(now));
-    EXPECT_EQ(std::to_string(local - utc) + (dst ? " dst " : " ") + std::to_string(dst - gmto),
-              std::to_string(tm.tm_gmtoff) + (tm.tm_isdst > 0 ? " dst " : " ") + std::to_string(tz));
+    EXPECT_EQ(
+        std::to_string(local - utc) + (dst ? " dst " : " ") + std::to_string(dst - gmto),
+        std::to_string(tm.tm_gmtoff) + (tm.tm_isdst > 0 ? " dst " : " ") + std::to_string(tz));
     EXPECT_EQ(dst, xp_time_utcdst(utc));
     for (auto [zone, offset] : standard)
       EXPECT_TRUE(!getenv("TZ") || strcmp(getenv("TZ"), zone) || tz == -offset) << zone;
-    EXPECT_EQ(std::string(name) + std::to_string(n), tm.tm_zone + std::to_string(strlen(tm.tm_zone)));
+    EXPECT_EQ(std::string(name) + std::to_string(n),
+              tm.tm_zone + std::to_string(strlen(tm.tm_zone)));
     EXPECT_EQ(xp_time_gettzname(nullptr, 0), n);
     EXPECT_EQ(xp_time_gettzname(name, 3), std::min(n, 2L));  // cut to the buffer
     return;
@@ -106,7 +110,8 @@ TEST(ZoneNow, ZoneChangeIsSeen) {
 TEST(ZoneNow, ThreadsShareTheTable) {
   std::vector<xp_seconds> values, local;
   for (long long p = 86400; p < 2145916800LL; p += 86400 * 5 + 3599)
-    values.push_back(value(p)), local.push_back(xp_time_utctolocal(value(p)) + xp_time_utcdst(value(p)));
+    values.push_back(value(p)),
+        local.push_back(xp_time_utctolocal(value(p)) + xp_time_utcdst(value(p)));
   std::atomic<long> errors{0};
   std::vector<std::thread> threads;
   for (int k = 0; k < 4; ++k)
