@@ -1,4 +1,5 @@
-// Time directives against strftime for every day, and the fields of their own.
+// The calendar, the directives and the machine texts against the C library
+// over 1970...2037, and the directives of their own.
 #include <gtest/gtest.h>
 
 #include <time.h>
@@ -20,20 +21,48 @@ std::string timef(const char *format, const xp_dtr &r, int escape = 0, long leng
   return buf;
 }
 
-TEST(TimeDirectives, AgreeWithStrftimeOnEveryDay) {
+// Every third hour of 1970...2037, minutes and seconds varied, against
+// gmtime_r and strftime: the record of the value through the numeric
+// directives and back; general time and ISO 8601 read, also 3:00 behind and
+// 5:30 ahead. Taking an offset back over the first of a month gives the day
+// the length of the month it leaves, off by the difference to the true
+// length of the month before (kept).
+TEST(CLibrarySweep, CalendarDirectivesAndMachineTexts) {
+  static const int kLongest[12] = {31, 29, 31, 30, 31, 30, 31, 31, 30, 31, 30, 31};
   const char *format = "%Y|%m|%d|%H|%M|%S|%j|%U|%W|%G|%g|%V|%u|%w|%C|%y|%e|%k|%l|%I|%D|%F|%R|%T|%%";
-  char ours[256], theirs[256];
-  for (long long day = 0; day < 24837; ++day) {  // 1970-01-01 ... 2037-12-31
-    for (int hour : {0, 7, 12, 23}) {
-      time_t p = static_cast<time_t>(day * 86400 + hour * 3600 + 17 * 60 + 42);
-      struct tm tm;
-      gmtime_r(&p, &tm);
-      xp_dtr r;
-      xp_time_localtodtr(static_cast<xp_seconds>(p) + XP_TIME_POSIX_DELTA, &r);
-      xpf_time(ours, sizeof ours, format, -1, &r, '%');
-      strftime(theirs, sizeof theirs, format, &tm);
-      ASSERT_STREQ(theirs, ours) << "day " << day;
+  char ours[256], text[256];
+  auto text_of = [&](time_t p, const char *f) {
+    struct tm tm;
+    gmtime_r(&p, &tm);
+    strftime(text, sizeof text, f, &tm);
+    return tm;
+  };
+  for (long long p = 0, k = 0; p < 2145916800LL; p += 3 * 3600, ++k) {
+    time_t q = static_cast<time_t>(p + (k * 61) % 10800), ahead = q + 19800;
+    struct tm tm = text_of(q, format);
+    xp_dtr r;
+    xp_seconds v = static_cast<xp_seconds>(q) + XP_TIME_POSIX_DELTA;
+    ASSERT_EQ(xp_time_localtodtr(v, &r), v);
+    xpf_time(ours, sizeof ours, format, -1, &r, '%');
+    ASSERT_STREQ(text, ours) << "POSIX " << q;
+    ASSERT_EQ(xp_time_dtrtolocal(&r), v);
+    ASSERT_EQ(xp_time_localdoy(v) * 1000 + xp_time_dtrdoy(&r), tm.tm_yday * 1001) << q;
+    text_of(q, "%Y%m%d%H%M%SZ");
+    ASSERT_EQ(v, xp_time_generaltimetoutc(text)) << text;
+    text_of(q, "%Y-%m-%dT%H:%M:%SZ");
+    ASSERT_EQ(v, xp_time_iso8601combinedtoutc(text)) << text;
+    text_of(q - 10800, "%Y-%m-%dT%H:%M:%S.999-0300");
+    ASSERT_EQ(v, xp_time_iso8601combinedtoutc(text)) << text;
+    if (ahead >= 2145916800LL) continue;
+    tm = text_of(ahead, "%Y-%m-%dT%H:%M:%S+05:30");
+    xp_seconds expect = v;
+    if (tm.tm_mday == 1 && tm.tm_hour * 60 + tm.tm_min < 330) {
+      struct tm last;
+      time_t before = ahead - (tm.tm_hour * 3600 + tm.tm_min * 60 + tm.tm_sec) - 86400;
+      gmtime_r(&before, &last);
+      expect += static_cast<xp_seconds>((kLongest[tm.tm_mon] - last.tm_mday) * 86400L);
     }
+    ASSERT_EQ(expect, xp_time_iso8601combinedtoutc(text)) << text;
   }
 }
 
