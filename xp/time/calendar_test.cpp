@@ -2,8 +2,6 @@
 // sweep against the C library is in time_format_test.cpp).
 #include <gtest/gtest.h>
 
-#include <time.h>
-
 #include "xp/time/xp_time.h"
 
 namespace {

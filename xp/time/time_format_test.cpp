@@ -2,17 +2,12 @@
 // over 1970...2037, and the directives of their own.
 #include <gtest/gtest.h>
 
-#include <time.h>
-
-#include <string>
-
 #include "xp/fmt/xp_fmt.h"
 #include "xp/time/time_test_util.h"
 
 namespace {
 
-using xpt_test::LocaleTexts;
-using xpt_test::record;
+using namespace xpt_test;
 
 std::string timef(const char *format, const xp_dtr &r, int escape = 0, long length = -1) {
   char buf[256];

@@ -4,19 +4,11 @@
 // hour of the day; locales of other codesets give UTF-8.
 #include <gtest/gtest.h>
 
-#include <stdio.h>
-#include <strings.h>
-
-#include <algorithm>
-#include <string>
-#include <vector>
-
 #include "xp/time/time_test_util.h"
 
 namespace {
 
-using xpt_test::fields;
-using xpt_test::LocaleTexts;
+using namespace xpt_test;
 
 #if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
 constexpr int kInstants = 48;

@@ -4,19 +4,13 @@
 // time_locale_sweep_test.cpp).
 #include <gtest/gtest.h>
 
-#include <time.h>
-
-#include <string>
 #include <thread>
-#include <vector>
 
 #include "xp/time/time_test_util.h"
 
 namespace {
 
-using xpt_test::fields;
-using xpt_test::LocaleTexts;
-using xpt_test::record;
+using namespace xpt_test;
 
 xp_seconds utc_of(int y, int mo, int d, int h, int mi, int s) {
   struct tm tm {};

@@ -2,18 +2,11 @@
 // (literals, the C library's strftime and mktime), at every buffer size.
 #include <gtest/gtest.h>
 
-#include <time.h>
-
-#include <functional>
-#include <string>
-#include <vector>
-
 #include "xp/time/time_test_util.h"
 
 namespace {
 
-using xpt_test::LocaleTexts;
-using xpt_test::record;
+using namespace xpt_test;
 
 struct tm wall(const xp_dtr &r) {
   struct tm tm {};

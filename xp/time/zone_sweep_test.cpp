@@ -3,14 +3,7 @@
 // wall-clock times read back.
 #include <gtest/gtest.h>
 
-#include <time.h>
-
-#include <algorithm>
-#include <climits>
 #include <fstream>
-#include <sstream>
-#include <string>
-#include <vector>
 
 #include "xp/core/xp_core_internal.h"
 #include "xp/time/xp_time_internal.h"

@@ -2,12 +2,7 @@
 // name of now against localtime_r, a zone change while running, threads.
 #include <gtest/gtest.h>
 
-#include <atomic>
-#include <chrono>
-#include <cstring>
-#include <string>
 #include <thread>
-#include <vector>
 
 #include "xp/time/xp_time_internal.h"
 
