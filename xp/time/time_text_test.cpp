@@ -67,49 +67,34 @@ TEST(TimeText, EveryWriterAgainstTheCLibrary) {
     xp_seconds utc = static_cast<xp_seconds>(posix) + XP_TIME_POSIX_DELTA;
     xp_seconds local = xp_time_dtrtolocal(&r);
     const std::string zone = strf("%z", tm), plain = strf("%Y%m%d%H%M%S", tm);
+    xp_dtr short_year = r;
+    short_year.year = 6;  // short years are printed in full
+    const std::string with_offset = strf("%a, %d %b %Y %H:%M:%S ", tm) + zone;
+#define W(call) [&](char *b, long n) { return call; }
     sweep({
-        {strf("%Y%m%d%H%M%SZ", utc_tm), kAllOrNothing,
-         [&](char *b, long n) { return xp_time_utctogeneraltime(utc, b, n); }},
-        {plain + zone, kAllOrNothing,
-         [&](char *b, long n) { return xp_time_localtogeneraltime(local, b, n); }},
-        {plain + zone, kAllOrNothing,
-         [&](char *b, long n) {
-           xp_dtr short_year = r;
-           short_year.year = 6;  // short years are printed in full
-           return xp_time_dtrtogeneraltime(&short_year, b, n);
-         }},
+        {strf("%Y%m%d%H%M%SZ", utc_tm), kAllOrNothing, W(xp_time_utctogeneraltime(utc, b, n))},
+        {plain + zone, kAllOrNothing, W(xp_time_localtogeneraltime(local, b, n))},
+        {plain + zone, kAllOrNothing, W(xp_time_dtrtogeneraltime(&short_year, b, n))},
         {strf("%a, %d %b %Y %H:%M:%S GMT", utc_tm), kAllOrNothing,
-         [&](char *b, long n) { return xp_time_utctorfc822datetime(utc, b, n); }},
-        {strf("%a, %d %b %Y %H:%M:%S ", tm) + zone, kAllOrNothing,
-         [&](char *b, long n) { return xp_time_localtorfc822datetime(local, b, n); }},
-        {strf("%X", tm), kPrefix, [&](char *b, long n) { return xp_time_utctotime(utc, b, n, 1); }},
-        {strf("%x", tm), kPrefix,
-         [&](char *b, long n) { return xp_time_localtodate(local, b, n, 0); }},
-        {strf("%x %X", tm), kDateFirst,
-         [&](char *b, long n) { return xp_time_utctodatetime(utc, b, n, 1, 1); }},
-        {"01:06:40", kPrefix,
-         [&](char *b, long n) { return xp_time_secondstotime(4000, b, n, 1); }},
-        {strf("%c|%a, %d %b %Y %H:%M:%S ", tm) + zone + strf("|%G-W%V|", tm) +
-             std::to_string(timegm(&copy) + XP_TIME_POSIX_DELTA) + "|" + strf("%x %X|%%|?", tm),
-         kPrefix,
-         [&](char *b, long n) { return xpf_time(b, n, "%c|%+|%G-W%V|%s|%x %X|%%|%Z", -1, &r, 0); }},
-        {strf("%x %X", tm), kPrefix,
-         [&](char *b, long n) { return xp_fmt_utctime(b, n, nullptr, utc); }},
-        {"25:01:01", kPrefix,  // hours not reduced to a day
-         [&](char *b, long n) { return xp_time_secondstotime(25 * 3600 + 61, b, n, 1); }},
+         W(xp_time_utctorfc822datetime(utc, b, n))},
+        {with_offset, kAllOrNothing, W(xp_time_localtorfc822datetime(local, b, n))},
+        {strf("%X", tm), kPrefix, W(xp_time_utctotime(utc, b, n, 1))},
+        {strf("%x", tm), kPrefix, W(xp_time_localtodate(local, b, n, 0))},
+        {strf("%x %X", tm), kDateFirst, W(xp_time_utctodatetime(utc, b, n, 1, 1))},
+        {"25:01:01", kPrefix, W(xp_time_secondstotime(25 * 3600 + 61, b, n, 1))},  // not a day
+        {strf("%c|", tm) + with_offset + strf("|%G-W%V|", tm) +
+             std::to_string(timegm(&copy) + XP_TIME_POSIX_DELTA) + strf("|%x %X|%%|?", tm),
+         kPrefix, W(xpf_time(b, n, "%c|%+|%G-W%V|%s|%x %X|%%|%Z", -1, &r, 0))},
+        {strf("%x %X", tm), kPrefix, W(xp_fmt_utctime(b, n, nullptr, utc))},
     });
+    const char *kinds[9] = {nullptr, "%b", "%p", 0, 0, 0, 0, "%a", nullptr};
     for (int kind : {0, 1, 2, 7, 8})  // kinds of their own; unknown ones give nothing
-      sweep({{kind % 8 ? strf(kind == 1   ? "%b"
-                              : kind == 2 ? "%p"
-                                          : "%a",
-                              tm)
-                       : "",
-              kPrefix, [&](char *b, long n) { return xpt::xt_dtrstring(&r, kind, b, n); }}});
+      sweep({{kinds[kind] ? strf(kinds[kind], tm) : "", kPrefix,
+              W(xpt::xt_dtrstring(&r, kind, b, n))}});
   }
   auto russian = LocaleTexts::strftime("ru_RU.UTF-8");  // cut at whole characters
   xp_dtr r = record(2006, 2, 15, 6, 34, 56);
-  sweep({{strf("%a %B", wall(r)), kPrefix,
-          [&](char *b, long n) { return xpf_time(b, n, "%a %B", -1, &r, 0); }}});
+  sweep({{strf("%a %B", wall(r)), kPrefix, W(xpf_time(b, n, "%a %B", -1, &r, 0))}});
   // English names whatever the locale; a record whose names cannot be looked
   // up writes nothing.
   r = record(2006, 12, 13, 22, 34, 56);
