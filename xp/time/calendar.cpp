@@ -89,6 +89,14 @@ extern "C" {
 
 xp_seconds xp_time_localtodtr(xp_seconds local, xp_dtr *dtr) {
   if (!dtr) return local;
+  if (local < XP_TIME_POSIX_DELTA) {
+    // 1904...1969: the same days 68 years (17 cycles, 24837 days) later,
+    // which start a weekday later.
+    xp_time_localtodtr(local + 17 * kCycle, dtr);
+    dtr->year = static_cast<uint16_t>(dtr->year - 68);
+    dtr->weekday = static_cast<uint16_t>((dtr->weekday + 6) % 7);
+    return local;
+  }
   xp_seconds s = local - XP_TIME_POSIX_DELTA;
   xp_seconds c = s / kCycle;
   xp_seconds r = s - c * kCycle;
@@ -192,6 +200,7 @@ int xp_time_dtrdoy(const xp_dtr *dtr) {
 }
 
 int xp_time_localdoy(xp_seconds local) {
+  if (local < XP_TIME_POSIX_DELTA) local += 17 * kCycle;  // 68 years on: the same days
   xp_seconds r = (local - XP_TIME_POSIX_DELTA) % kCycle;
   if (r < kYear) return static_cast<int>(r / kDay);
   if (r - kYear < kYear) return static_cast<int>((r - kYear) / kDay);

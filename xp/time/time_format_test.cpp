@@ -16,7 +16,7 @@ std::string timef(const char *format, const xp_dtr &r, int escape = 0, long leng
   return buf;
 }
 
-// Every third hour of 1970...2037, minutes and seconds varied, against
+// Every third hour of 1904...2037, minutes and seconds varied, against
 // gmtime_r and strftime: the record of the value through the numeric
 // directives and back; general time and ISO 8601 read, also 3:00 behind and
 // 5:30 ahead. Taking an offset back over the first of a month gives the day
@@ -32,7 +32,7 @@ TEST(CLibrarySweep, CalendarDirectivesAndMachineTexts) {
     strftime(text, sizeof text, f, &tm);
     return tm;
   };
-  for (long long p = 0, k = 0; p < 2145916800LL; p += 3 * 3600, ++k) {
+  for (long long p = -2082844800LL, k = 0; p < 2145916800LL; p += 3 * 3600, ++k) {
     time_t q = static_cast<time_t>(p + (k * 61) % 10800), ahead = q + 19800;
     struct tm tm = text_of(q, format);
     xp_dtr r;

@@ -110,7 +110,7 @@ XP_API long xp_time_utcgmto(xp_seconds utc);
  * Calendar conversion and comparison
  *
  * The calendar is the library's own (every fourth year is a leap year, which
- * holds throughout 1970...2038). A record's day, hour, minute and second are
+ * holds throughout 1904...2040). A record's day, hour, minute and second are
  * not range-checked and carry into the next unit (day 0 is the last day of the
  * previous month); a month outside 1...12 or a null record is out of range.
  * Local values and records convert with the offset of their own instant (see
