@@ -1,10 +1,9 @@
 // Time conversions against the C library, side by side in one run:
-// utc to local value (warm tables) against localtime_r, local value to
-// record against gmtime_r, record to local value against timegm. Each
-// benchmark times both over the same random instants of 1970...2037 and
-// reports ns per call of each and the ratio peer / xp ("speedup").
-//
-// The zone is the one TZ names; America/New_York when TZ is unset.
+// utc to local value (warm table) against localtime_r in New York, Dublin,
+// Lord Howe Island and Casablanca, local value to record against gmtime_r,
+// record to local value against timegm. Each benchmark times both over the
+// same random instants of 1970...2037 and reports ns per call of each and
+// the ratio peer / xp ("speedup").
 #include <benchmark/benchmark.h>
 
 #include <stdlib.h>
@@ -13,7 +12,7 @@
 #include <vector>
 
 #include "bench/side_by_side.h"
-#include "xp/time/xp_time.h"
+#include "xp/time/xp_time_internal.h"
 
 namespace {
 
@@ -25,8 +24,6 @@ struct Inputs {
   std::vector<xp_dtr> records;
   std::vector<struct tm> tms;
   Inputs() {
-    if (!getenv("TZ")) setenv("TZ", "America/New_York", 1);
-    tzset();
     unsigned long long seed = 0x9e3779b97f4a7c15ULL;
     for (size_t i = 0; i < kCount; ++i) {
       seed = seed * 6364136223846793005ULL + 1442695040888963407ULL;
@@ -40,9 +37,6 @@ struct Inputs {
       gmtime_r(&p, &tm);
       tms.push_back(tm);
     }
-    // Warm the tables: every instant once.
-    for (xp_seconds v : values)
-      benchmark::DoNotOptimize(xp_time_utctolocal(v));
   }
 };
 
@@ -51,8 +45,12 @@ const Inputs &inputs() {
   return in;
 }
 
-void BM_UtcToLocal_vs_localtime_r(benchmark::State &state) {
+void utc_to_local(benchmark::State &state, const char *zone) {
   const Inputs &in = inputs();
+  setenv("TZ", zone, 1);
+  xpt::zone_reset();
+  for (xp_seconds v : in.values)  // builds the table
+    benchmark::DoNotOptimize(xp_time_utctolocal(v));
   bench::side_by_side(
       state, kCount, [&](size_t i) { benchmark::DoNotOptimize(xp_time_utctolocal(in.values[i])); },
       [&](size_t i) {
@@ -61,7 +59,14 @@ void BM_UtcToLocal_vs_localtime_r(benchmark::State &state) {
         benchmark::DoNotOptimize(tm.tm_gmtoff);
       });
 }
-BENCHMARK(BM_UtcToLocal_vs_localtime_r);
+BENCHMARK_CAPTURE(utc_to_local, New_York, "America/New_York")
+    ->Name("BM_UtcToLocal_vs_localtime_r/New_York");
+BENCHMARK_CAPTURE(utc_to_local, Dublin, "Europe/Dublin")
+    ->Name("BM_UtcToLocal_vs_localtime_r/Dublin");
+BENCHMARK_CAPTURE(utc_to_local, Lord_Howe, "Australia/Lord_Howe")
+    ->Name("BM_UtcToLocal_vs_localtime_r/Lord_Howe");
+BENCHMARK_CAPTURE(utc_to_local, Casablanca, "Africa/Casablanca")
+    ->Name("BM_UtcToLocal_vs_localtime_r/Casablanca");
 
 void BM_LocalToDtr_vs_gmtime_r(benchmark::State &state) {
   const Inputs &in = inputs();

@@ -2,6 +2,8 @@
 // current locale with the style or pattern of a text kind.
 #include <string.h>
 
+#include <atomic>
+
 #include "xp/intl/platform.h"
 #include "xp/intl/xp_intl_internal.h"
 
@@ -21,6 +23,32 @@ const TextKind kTextKinds[8] = {
     {xpi::DS_NONE, xpi::DS_NONE, "ddE"},
 };
 
+// Formatters are kept, one per kind, for the locale they were made for.
+// A caller takes one out of its slot and puts it back, so no two threads
+// ever use one at once.
+struct Formatter {
+  void *fmt;
+  char locale[96];
+};
+std::atomic<Formatter *> g_formatters[8];
+
+void discard(Formatter *f) {
+  if (!f) return;
+  xpi_udat_close(f->fmt);
+  xp_free(f);
+}
+
+Formatter *take(int index, const char *locale) {
+  Formatter *f = g_formatters[index].exchange(nullptr, std::memory_order_acquire);
+  if (f && strcmp(f->locale, locale) == 0) return f;
+  discard(f);
+  return nullptr;
+}
+
+void put_back(int index, Formatter *f) {
+  discard(g_formatters[index].exchange(f, std::memory_order_acq_rel));
+}
+
 }  // namespace
 
 namespace xpi {
@@ -29,32 +57,33 @@ long dtrstring_system(const xp_dtr *dtr, int kind, char *buf, long size) {
   if (buf && size > 0) buf[0] = 0;
   if (!xpi_load_framework(nullptr)) return -1;
   if (!dtr) return 0;
-  const TextKind &k = kTextKinds[kind >= 1 && kind <= 7 ? kind : 0];
-  char locale[64];
-  current_locale(locale, sizeof locale);
-  ustatus st = 0;
-  void *fmt;
-  if (k.pattern) {
+  int index = kind >= 1 && kind <= 7 ? kind : 0;
+  const TextKind &k = kTextKinds[index];
+  char locale[96];
+  date_locale(locale, sizeof locale);
+  Formatter *f = take(index, locale);
+  if (!f) {
+    ustatus st = 0;
     uchar pattern[8];
     int32_t n = 0;
-    for (; k.pattern[n]; n++)
+    for (; k.pattern && k.pattern[n]; n++)
       pattern[n] = (uchar)k.pattern[n];
-    fmt = xpi_udat_open(DS_PATTERN, DS_PATTERN, locale[0] ? locale : nullptr, nullptr, -1, pattern,
-                        n, &st);
-  } else {
-    fmt = xpi_udat_open(k.time_style, k.date_style, locale[0] ? locale : nullptr, nullptr, -1,
-                        nullptr, 0, &st);
-  }
-  if (!fmt || failed(st)) {
-    xpi_udat_close(fmt);
-    return 0;
+    void *fmt = xpi_udat_open(k.pattern ? DS_PATTERN : k.time_style,
+                              k.pattern ? DS_PATTERN : k.date_style, locale[0] ? locale : nullptr,
+                              kZone, 3, k.pattern ? pattern : nullptr, n, &st);
+    if (!fmt || failed(st) || !(f = static_cast<Formatter *>(xp_alloc(sizeof(Formatter))))) {
+      xpi_udat_close(fmt);
+      return 0;
+    }
+    f->fmt = fmt;
+    memcpy(f->locale, locale, sizeof locale);
   }
   int year = dtr->year < 1900 ? dtr->year + 1900 : dtr->year;
   udate when;
-  char text[64];
+  char text[256];
   bool ok = instant_of(year, dtr->month, dtr->day, dtr->hour, dtr->minute, dtr->second, &when) &&
-            format_date(fmt, when, text, sizeof text);
-  xpi_udat_close(fmt);
+            format_date(f->fmt, when, text, sizeof text);
+  put_back(index, f);
   if (!ok) return 0;
   const char *p = text;
   // The day in front of a pattern's part: two characters.

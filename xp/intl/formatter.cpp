@@ -1,7 +1,11 @@
 // The on-demand formatter object: one platform date or number formatter of
 // a kind, made for the current locale at creation, with the C library's
 // strftime (dates) and the library's own number formatting as fallbacks.
+#include <iconv.h>
+#include <langinfo.h>
+#include <locale.h>
 #include <string.h>
+#include <strings.h>
 #include <time.h>
 
 #include "xp/fmt/xp_fmt.h"
@@ -53,10 +57,13 @@ int32_t widen(const char *text, xpi::uchar *out, int32_t room) {
 }
 
 void *open_platform(uintptr_t kind) {
-  char locale[64];
-  xpi::current_locale(locale, sizeof locale);
-  const char *loc = locale[0] ? locale : nullptr;
+  char locale[96];
   const KindInfo &k = kKinds[kind];
+  if (k.number)
+    xpi::current_locale(locale, sizeof locale);
+  else
+    xpi::date_locale(locale, sizeof locale);
+  const char *loc = locale[0] ? locale : nullptr;
   xpi::ustatus st = 0;
   void *p;
   if (k.number) {
@@ -64,9 +71,9 @@ void *open_platform(uintptr_t kind) {
   } else if (k.pattern) {
     xpi::uchar pattern[16];
     int32_t n = widen(k.pattern, pattern, 16);
-    p = xpi_udat_open(xpi::DS_PATTERN, xpi::DS_PATTERN, loc, nullptr, -1, pattern, n, &st);
+    p = xpi_udat_open(xpi::DS_PATTERN, xpi::DS_PATTERN, loc, xpi::kZone, 3, pattern, n, &st);
   } else {
-    p = xpi_udat_open(k.time_style, k.style, loc, nullptr, -1, nullptr, 0, &st);
+    p = xpi_udat_open(k.time_style, k.style, loc, xpi::kZone, 3, nullptr, 0, &st);
   }
   if (p && xpi::failed(st)) {
     if (k.number)
@@ -101,15 +108,34 @@ intptr_t strftime_of(const char *conversion, const xp_dtr *dtr, char *buf, size_
   tm.tm_sec = dtr->second;
   tm.tm_wday = dtr->weekday;
   tm.tm_isdst = -1;
-  char scratch[64];
-  if (!buf) {
-    buf = scratch;
-    size = sizeof scratch;
-  }
+  char scratch[256];
+  size_t n = xpi::strftime_utf8(scratch, sizeof scratch, conversion, &tm);
+  if (!buf) return (intptr_t)n;
+  // As strftime itself: a text that does not fit gives nothing.
   if (!size) return 0;
-  size_t n = strftime(buf, size, conversion, &tm);
-  if (!n) buf[0] = 0;
+  if (n >= size) n = 0;
+  memcpy(buf, scratch, n);
+  buf[n] = 0;
   return (intptr_t)n;
+}
+
+bool ascii(const char *s, size_t n) {
+  for (size_t i = 0; i < n; i++)
+    if ((unsigned char)s[i] >= 0x80) return false;
+  return true;
+}
+
+// The text of a codeset other than UTF-8, converted; false when it cannot
+// be.
+bool to_utf8(const char *codeset, const char *in, size_t n, char *out, size_t size) {
+  iconv_t cd = iconv_open("UTF-8", codeset);
+  if (cd == (iconv_t)-1) return false;
+  char *src = const_cast<char *>(in), *dst = out;
+  size_t left = n, room = size - 1;
+  bool ok = iconv(cd, &src, &left, &dst, &room) != (size_t)-1 && left == 0;
+  iconv_close(cd);
+  if (ok) *dst = 0;
+  return ok;
 }
 
 }  // namespace
@@ -205,6 +231,26 @@ intptr_t xpi_formatter_getprop(xpi_formatter *f, int selector, char *buf, size_t
 }
 
 namespace xpi {
+
+size_t strftime_utf8(char *out, size_t size, const char *conversion, const struct tm *tm) {
+  if (!out || !size) return 0;
+  char text[256];
+  size_t n = strftime(text, sizeof text, conversion, tm);
+  const char *codeset = nl_langinfo(CODESET);
+  bool utf8 = codeset && (!strcasecmp(codeset, "UTF-8") || !strcasecmp(codeset, "utf8"));
+  if (!n)
+    out[0] = 0;
+  else if (utf8 || ascii(text, n))
+    xp_fmt_string(out, size, text);
+  else if (!to_utf8(codeset, text, n, out, size)) {
+    // Not to be had in UTF-8: the C locale's English text instead.
+    static locale_t c_locale = newlocale(LC_ALL_MASK, "C", (locale_t)0);
+    n = c_locale ? strftime_l(text, sizeof text, conversion, tm, c_locale) : 0;
+    text[n] = 0;
+    xp_fmt_string(out, size, text);
+  }
+  return strlen(out);
+}
 
 intptr_t formatter_symbol(xpi_formatter *f, int symbol, char *buf, size_t size) {
   if (buf && size) buf[0] = 0;

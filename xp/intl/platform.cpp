@@ -245,10 +245,12 @@ size_t utf8_from_utf16(char *out, size_t size, const uchar *in, intptr_t n) {
 }
 
 bool instant_of(int year, int month, int day, int hour, int minute, int second, udate *out) {
+  // One calendar is kept; a caller takes it out of its slot for the time
+  // it uses it.
+  static std::atomic<void *> kept{nullptr};
   ustatus st = 0;
-  char locale[64];
-  current_locale(locale, sizeof locale);
-  void *cal = xpi_ucal_open(nullptr, 0, locale[0] ? locale : nullptr, CAL_GREGORIAN, &st);
+  void *cal = kept.exchange(nullptr, std::memory_order_acquire);
+  if (!cal) cal = xpi_ucal_open(kZone, 3, "en_US_POSIX", CAL_GREGORIAN, &st);
   if (!cal || failed(st)) {
     xpi_ucal_close(cal);
     return false;
@@ -256,14 +258,14 @@ bool instant_of(int year, int month, int day, int hour, int minute, int second, 
   xpi_ucal_clear(cal);
   xpi_ucal_setDateTime(cal, year, month - 1, day, hour, minute, second, &st);
   udate when = failed(st) ? 0 : xpi_ucal_getMillis(cal, &st);
-  xpi_ucal_close(cal);
+  xpi_ucal_close(kept.exchange(cal, std::memory_order_acq_rel));
   if (failed(st)) return false;
   *out = when;
   return true;
 }
 
 bool format_date(void *fmt, udate when, char *out, size_t size) {
-  uchar text[128];
+  uchar text[256];
   ustatus st = 0;
   int32_t n =
       xpi_udat_format(fmt, when, text, (int32_t)(sizeof text / sizeof text[0]), nullptr, &st);
@@ -285,6 +287,15 @@ void current_locale(char *out, size_t size) {
   if (n >= size) n = size - 1;
   memcpy(out, s, n);
   out[n] = 0;
+}
+
+void date_locale(char *out, size_t size) {
+  current_locale(out, size);
+  // Dates are Gregorian in every locale: the platform would otherwise
+  // write the Islamic year in ar_SA and the Buddhist one in th_TH.
+  size_t n = strlen(out);
+  static const char kGregorian[] = "@calendar=gregorian";
+  if (n && n + sizeof kGregorian <= size) memcpy(out + n, kGregorian, sizeof kGregorian);
 }
 
 }  // namespace xpi

@@ -42,8 +42,12 @@ enum { CAL_GREGORIAN = 1 };
 // unit. Unpaired surrogates become U+FFFD. Returns the bytes written.
 size_t utf8_from_utf16(char *out, size_t size, const uchar *in, intptr_t n);
 
-// Whole wall-clock fields to an instant in the default zone; false when
-// the platform cannot tell.
+// Dates are formatted in this zone: a record names wall-clock fields, and
+// in a zone without gaps every record is a time that exists.
+inline constexpr uchar kZone[] = u"GMT";
+
+// Whole wall-clock fields to an instant in kZone; false when the platform
+// cannot tell.
 bool instant_of(int year, int month, int day, int hour, int minute, int second, udate *out);
 
 // Formats an instant with a date formatter into UTF-8 (at most size - 1

@@ -7,6 +7,7 @@
 
 #include <stddef.h>
 #include <stdint.h>
+#include <time.h>
 
 #include "xp/intl/xp_intl.h"
 #include "xp/time/xp_time.h"
@@ -132,11 +133,18 @@ namespace xpi {
 // The locale to format for: from LC_ALL, else LANG, without the codeset or
 // modifier ("de_DE.UTF-8@euro" gives "de_DE"); empty when neither is set.
 void current_locale(char *out, size_t size);
+// The same for date formatters, asking for the Gregorian calendar.
+void date_locale(char *out, size_t size);
 
 // A number symbol of a number formatter's locale (a symbol number of the
 // platform, see platform.h); 0 and an empty buffer without a platform
 // formatter.
 intptr_t formatter_symbol(xpi_formatter *f, int symbol, char *buf, size_t size);
+
+// strftime in the C library's locale, as UTF-8 (at most size - 1 bytes,
+// terminated): converted from the locale's codeset, or the C locale's
+// English text where that cannot be done. Returns the length.
+size_t strftime_utf8(char *out, size_t size, const char *conversion, const struct tm *tm);
 
 // The system path of the locale time texts. Kinds: 1 abbreviated month,
 // 2 AM/PM marker, 3 short date, 4 full date, 5 short time, 6 medium time,

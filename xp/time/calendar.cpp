@@ -89,6 +89,14 @@ extern "C" {
 
 xp_seconds xp_time_localtodtr(xp_seconds local, xp_dtr *dtr) {
   if (!dtr) return local;
+  if (local < XP_TIME_POSIX_DELTA) {
+    // 1904...1969: the same days 68 years (17 cycles, 24837 days) later,
+    // which start a weekday later.
+    xp_time_localtodtr(local + 17 * kCycle, dtr);
+    dtr->year = static_cast<uint16_t>(dtr->year - 68);
+    dtr->weekday = static_cast<uint16_t>((dtr->weekday + 6) % 7);
+    return local;
+  }
   xp_seconds s = local - XP_TIME_POSIX_DELTA;
   xp_seconds c = s / kCycle;
   xp_seconds r = s - c * kCycle;
@@ -158,12 +166,7 @@ xp_seconds xp_time_dtrtoutc(const xp_dtr *dtr) {
   xp_seconds local = xp_time_dtrtolocal(dtr);
   if (local == XP_TIME_OUT_OF_RANGE) return 0;
   xpt::Locked guard;
-  time_t now = time(nullptr);
-  long dst_then = xpt::dtrdst_locked(dtr);
-  long dst_now = xpt::dst_locked(now);
-  long gmto = xpt::gmto_locked(now);
-  return local - static_cast<xp_seconds>(dst_then) + static_cast<xp_seconds>(dst_now) -
-         static_cast<xp_seconds>(gmto);
+  return local - static_cast<xp_seconds>(xpt::local_offset_locked(local, time(nullptr)));
 }
 
 xp_seconds xp_time_utctolocal(xp_seconds utc) {
@@ -173,12 +176,7 @@ xp_seconds xp_time_utctolocal(xp_seconds utc) {
 
 xp_seconds xp_time_localtoutc(xp_seconds local) {
   xpt::Locked guard;
-  time_t now = time(nullptr);
-  long gmto = xpt::gmto_locked(now);
-  long dst_then = xpt::localdst_locked(local);
-  long dst_now = xpt::dst_locked(now);
-  return local - static_cast<xp_seconds>(dst_then) + static_cast<xp_seconds>(dst_now) -
-         static_cast<xp_seconds>(gmto);
+  return local - static_cast<xp_seconds>(xpt::local_offset_locked(local, time(nullptr)));
 }
 
 xp_seconds xp_time_getdtr(xp_dtr *dtr) {
@@ -202,6 +200,7 @@ int xp_time_dtrdoy(const xp_dtr *dtr) {
 }
 
 int xp_time_localdoy(xp_seconds local) {
+  if (local < XP_TIME_POSIX_DELTA) local += 17 * kCycle;  // 68 years on: the same days
   xp_seconds r = (local - XP_TIME_POSIX_DELTA) % kCycle;
   if (r < kYear) return static_cast<int>(r / kDay);
   if (r - kYear < kYear) return static_cast<int>((r - kYear) / kDay);

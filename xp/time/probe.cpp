@@ -1,150 +1,126 @@
-// The daylight-saving interval table: building it by sampling the system
-// every 28 days, and answering lookups from it while narrowing the gaps
-// around the switches on every miss.
+// The zone table: building it from the system's answers sampled every few
+// days with each change narrowed to the second, and finding the segment of
+// a utc or local value.
 #include "xp/time/xp_time_internal.h"
 
 namespace xpt {
 
 namespace {
 
-inline xp_seconds &seg_start(xt_table *t, long i) {
-  return t->seg[2 * i];
-}
-inline xp_seconds &seg_end(xt_table *t, long i) {
-  return t->seg[2 * i + 1];
-}
-// Picked by index rather than by a branch: lookups land on even and odd
-// segments alike, and a mispredicted choice would cost more than the rest
-// of a lookup.
-inline long seg_amount(const xt_table *t, long i) {
-  const long amounts[2] = {t->value_even, t->value_odd};
-  return amounts[i & 1];
-}
-// Amounts are told apart by being zero or not.
-inline bool agree(long a, long b) {
-  return (a != 0) == (b != 0);
-}
+// Time value 0 and kTableLast as POSIX seconds.
+constexpr long long kFirstPosix = -static_cast<long long>(XP_TIME_POSIX_DELTA);
+constexpr long long kLastPosix = static_cast<long long>(kTableLast) + kFirstPosix;
 
-// A coarse index of the last tables searched: for each stretch of 2^22
-// seconds (about 48 days) from the first sample on, the last segment that
-// started at or before the stretch's beginning. Starts only ever move
-// earlier while a table lives, so an entry stays a lower bound of the
-// segment sought and at most a step or two up finds it. Used with the zone
-// lock held, like the tables.
-constexpr unsigned kIndexShift = 22;
-constexpr size_t kIndexSize = ((xp_seconds{0xffffffffUL} - kSampleFirst) >> kIndexShift) + 1;
-static_assert(kTableSegments <= 256, "an index entry is one byte");
-
-struct Index {
-  const xt_table *table;
-  uint8_t first[kIndexSize];
+struct State {
+  long offset;
+  int isdst;
+  bool operator!=(const State &o) const { return offset != o.offset || isdst != o.isdst; }
 };
-Index g_index[2];
-unsigned g_index_next;
 
-[[gnu::noinline]] const uint8_t *index_build(const xt_table *t) {
-  Index &x = g_index[g_index_next++ & 1];
-  x.table = t;
-  long i = 0;
+State ask(query_fn query, long long posix) {
+  State s{0, 0};
+  if (!query(posix, &s.offset, &s.isdst)) s = State{0, 0};
+  s.isdst = s.isdst > 0;
+  return s;
+}
+
+long long local_start(const xt_segment &s) {
+  return static_cast<long long>(s.start) + s.offset;
+}
+
+// Appends a segment, growing the table; false when memory runs out.
+bool push(xt_table **t, long *room, xp_seconds start, State s) {
+  if ((*t)->count == *room) {
+    long more = *room * 2;
+    auto *bigger = static_cast<xt_table *>(
+        xp_realloc(*t, sizeof(xt_table) + static_cast<size_t>(more) * sizeof(xt_segment)));
+    if (!bigger) return false;
+    *t = bigger;
+    *room = more;
+  }
+  (*t)->seg[(*t)->count++] = xt_segment{start, s.offset, s.isdst};
+  return true;
+}
+
+// Daylight-saving amounts, from the flags that the sampling left in them:
+// the offset minus that of the standard segment nearest before (the first
+// one for segments before it).
+void settle_amounts(xt_table *t) {
+  long base = -1;
+  for (long i = 0; i < t->count && base < 0; ++i)
+    if (!t->seg[i].amount) base = i;
+  for (long i = 0; i < t->count; ++i) {
+    if (!t->seg[i].amount) {
+      base = i;
+      continue;
+    }
+    t->seg[i].amount = base >= 0 ? t->seg[i].offset - t->seg[base].offset : XP_TIME_DST_AMOUNT;
+  }
+}
+
+void build_indexes(xt_table *t) {
+  long u = 0, l = 0;
   for (size_t b = 0; b < kIndexSize; ++b) {
-    xp_seconds at = kSampleFirst + (static_cast<xp_seconds>(b) << kIndexShift);
-    while (i + 1 < t->count && t->seg[2 * (i + 1)] <= at)
-      ++i;
-    x.first[b] = static_cast<uint8_t>(i);
+    long long at = static_cast<long long>(b) << kIndexShift;
+    while (u + 1 < t->count && static_cast<long long>(t->seg[u + 1].start) <= at)
+      ++u;
+    while (l + 1 < t->count && local_start(t->seg[l + 1]) <= at)
+      ++l;
+    t->utc_index[b] = static_cast<uint16_t>(u);
+    t->local_index[b] = static_cast<uint16_t>(l);
   }
-  return x.first;
-}
-
-inline const uint8_t *index_of(const xt_table *t) {
-  if (g_index[0].table == t) return g_index[0].first;
-  if (g_index[1].table == t) return g_index[1].first;
-  return index_build(t);
-}
-
-// A miss: v lies in the gap after segment i, where the amount switches
-// once. Halve the gap; if that does not settle v, ask for v itself and move
-// the nearer edge to it. Kept out of line so that hits stay lean.
-[[gnu::noinline]] long narrow_gap(xt_table *t, long i, xp_seconds v, raw_fn raw) {
-  xp_seconds mid = seg_end(t, i) + ((seg_start(t, i + 1) - seg_end(t, i)) >> 1);
-  long amount = raw(mid);
-  if (agree(amount, seg_amount(t, i))) {
-    seg_end(t, i) = mid;
-    if (mid >= v) return seg_amount(t, i);
-  } else {
-    seg_start(t, i + 1) = mid;
-    if (mid <= v) return seg_amount(t, i + 1);
-  }
-  amount = raw(v);
-  if (agree(amount, seg_amount(t, i)))
-    seg_end(t, i) = v;
-  else
-    seg_start(t, i + 1) = v;
-  return amount;
 }
 
 }  // namespace
 
-xt_table *table_build(raw_fn raw, bool observes_dst) {
-  long segments = observes_dst ? kTableSegments : 1;
+xt_table *table_build(query_fn query) {
+  long room = 64;
   auto *t = static_cast<xt_table *>(
-      xp_alloc(sizeof(xt_table) + 2 * static_cast<size_t>(segments) * sizeof(xp_seconds)));
+      xp_alloc(sizeof(xt_table) + static_cast<size_t>(room) * sizeof(xt_segment)));
   if (!t) return nullptr;
-  // A new table may take the place of a freed one: forget any index made
-  // for that address.
-  for (Index &x : g_index)
-    if (x.table == t) x.table = nullptr;
-  t->count = 1;
-  if (!observes_dst) {
-    // One segment over every value that a 32-bit count can hold, amount 0.
-    seg_start(t, 0) = 0;
-    seg_end(t, 0) = XP_TIME_OUT_OF_RANGE;
-    return t;
-  }
-  // Segment 0 starts at 0, so every value before the first sample answers
-  // the amount of 1970-01-01 00:00:01. The first sample is that same
-  // instant and needs no second query.
-  t->value_even = raw(kSampleFirst);
-  long i = 0;
-  bool odd_known = false;
-  seg_start(t, 0) = 0;
-  seg_end(t, 0) = kSampleFirst;
-  for (xp_seconds s = kSampleFirst + kSampleStep; s < kSampleLimit; s += kSampleStep) {
-    long amount = raw(s);
-    if (agree(amount, seg_amount(t, i))) {
-      seg_end(t, i) = s;
-      continue;
+  State cur = ask(query, kFirstPosix);
+  if (!push(&t, &room, 0, cur)) return xp_free(t), nullptr;
+  long long lo = kFirstPosix;
+  while (lo < kLastPosix) {
+    long long hi = lo + static_cast<long long>(kSampleStep);
+    if (hi > kLastPosix) hi = kLastPosix;
+    State end = ask(query, hi);
+    // Each change in (lo, hi], to the second: the first second that differs
+    // from the current state, then on from there.
+    while (end != cur) {
+      long long a = lo, b = hi;
+      while (b - a > 1) {
+        long long mid = a + (b - a) / 2;
+        (ask(query, mid) != cur ? b : a) = mid;
+      }
+      cur = b == hi ? end : ask(query, b);
+      if (t->count == 0xFFFF || !push(&t, &room, static_cast<xp_seconds>(b - kFirstPosix), cur))
+        return xp_free(t), nullptr;
+      lo = b;
     }
-    if (i + 1 == segments) break;
-    ++i;
-    seg_start(t, i) = seg_end(t, i) = s;
-    if (!odd_known) {
-      t->value_odd = amount;
-      odd_known = true;
-    }
+    lo = hi;
   }
-  t->count = i + 1;
+  settle_amounts(t);
+  build_indexes(t);
   return t;
 }
 
-long table_lookup(xt_table *t, xp_seconds v, raw_fn raw) {
-  long n = t->count;
-  xp_seconds first = seg_start(t, 0), last = seg_end(t, n - 1);
-  if (v < first || v > last) return raw(v);
+const xt_segment *table_utc(const xt_table *t, xp_seconds utc) {
+  long i = t->utc_index[utc >> kIndexShift];
+  while (i + 1 < t->count && t->seg[i + 1].start <= utc)
+    ++i;
+  return &t->seg[i];
+}
 
-  // Start from the index entry of v's stretch (0 before the first sample)
-  // and step up to the last segment that starts at or before v. The step
-  // is usually one or none, taken without a branch.
-  long i = 0;
-  if (n > 1 && v >= kSampleFirst) {
-    xp_seconds b = (v - kSampleFirst) >> kIndexShift;
-    i = index_of(t)[b < kIndexSize ? b : kIndexSize - 1];
-    long up = i + 1 < n ? i + 1 : i;
-    i += static_cast<long>(up != i) & static_cast<long>(seg_start(t, up) <= v);
-    while (i + 1 < n && seg_start(t, i + 1) <= v)
-      ++i;
-  }
-  if (v <= seg_end(t, i)) return seg_amount(t, i);
-  return narrow_gap(t, i, v, raw);
+const xt_segment *table_local(const xt_table *t, xp_seconds local) {
+  long long v = static_cast<long long>(local);
+  long i = t->local_index[local >> kIndexShift];
+  while (i + 1 < t->count && local_start(t->seg[i + 1]) <= v)
+    ++i;
+  // Read with the offset before the change, the value names an instant
+  // that still lies before it: a repeated time, taken the first time.
+  if (i > 0 && v - t->seg[i - 1].offset < static_cast<long long>(t->seg[i].start)) --i;
+  return &t->seg[i];
 }
 
 }  // namespace xpt

@@ -15,12 +15,21 @@ struct Sink {
   size_t cap;
   size_t n = 0;
 
-  bool full() const { return out && n >= cap; }
+  bool cut = false;  // a text was cut short: nothing more is written
 
+  bool full() const { return out && (cut || n >= cap); }
+
+  // A text that does not fit is cut at a whole character.
   void put(const char *text, size_t len) {
     if (out) {
+      if (cut) return;
       size_t left = cap - n;
-      if (len > left) len = left;
+      if (len > left) {
+        len = left;
+        while (len > 0 && (static_cast<unsigned char>(text[len]) & 0xC0) == 0x80)
+          --len;
+        cut = true;
+      }
       memcpy(out + n, text, len);
     }
     n += len;
@@ -28,7 +37,7 @@ struct Sink {
 
   void ch(char c) {
     if (out) {
-      if (n >= cap) return;
+      if (full()) return;
       out[n] = c;
     }
     ++n;
@@ -54,7 +63,7 @@ struct Sink {
 
   // Four digits with leading zeros (a larger number in full).
   void four(unsigned value) {
-    if (value > 9999 || !out || cap - n < 4) return num(value, 4);
+    if (value > 9999 || !out || cut || cap - n < 4) return num(value, 4);
     out[n] = static_cast<char>('0' + value / 1000);
     out[n + 1] = static_cast<char>('0' + value / 100 % 10);
     out[n + 2] = static_cast<char>('0' + value / 10 % 10);
@@ -67,7 +76,7 @@ struct Sink {
   void two(unsigned value) {
     if (value > 99) return num(value, 2);
     char d[2] = {static_cast<char>('0' + value / 10), static_cast<char>('0' + value % 10)};
-    if (out && cap - n >= 2) {
+    if (out && !cut && cap - n >= 2) {
       out[n] = d[0];
       out[n + 1] = d[1];
       n += 2;

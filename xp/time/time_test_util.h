@@ -28,35 +28,27 @@ inline std::string fields(const xp_dtr &r) {
   return buf;
 }
 
-inline void reload_locale_caches() {
-  xp_intl_reset(nullptr);
-  xpt::xt_locale_counter = 0;
-  xpt::xt_cm_counter = 0;
-}
-
-// ok() is false when the locale is missing or the platform has no formatter.
+// The locale's texts from strftime (the platform turned off) or from the
+// platform's formatter, all caches reloaded, until the scope ends; ok() is
+// false when the locale or the platform is missing.
 class LocaleTexts {
  public:
   static LocaleTexts strftime(const char *name = "C") { return LocaleTexts(name, false); }
   static LocaleTexts platform(const char *name) { return LocaleTexts(name, true); }
-  ~LocaleTexts() {
-    unsetenv("XP_INTL_NO_PLATFORM");
-    unsetenv("LC_ALL");
-    setlocale(LC_ALL, "C");
-    reload_locale_caches();
-  }
+  ~LocaleTexts() { use(nullptr, false); }
   bool ok() const { return ok_; }
 
  private:
-  LocaleTexts(const char *name, bool platform) {
-    if (platform) {
-      setenv("LC_ALL", name, 1);
-      ok_ = xpi_load_framework(nullptr) != nullptr;
-    } else {
-      setenv("XP_INTL_NO_PLATFORM", "1", 1);
-      ok_ = setlocale(LC_ALL, name) != nullptr;
-    }
-    reload_locale_caches();
+  LocaleTexts(const char *name, bool platform) : ok_(use(name, platform)) {}
+  static bool use(const char *name, bool platform) {
+    name &&platform ? setenv("LC_ALL", name, 1) : unsetenv("LC_ALL");
+    name && !platform ? setenv("XP_INTL_NO_PLATFORM", "1", 1) : unsetenv("XP_INTL_NO_PLATFORM");
+    bool ok =
+        (platform ? xpi_load_framework(nullptr) : setlocale(LC_ALL, name ? name : "C")) != nullptr;
+    xp_intl_reset(nullptr);
+    xpt::xt_locale_counter = 0;
+    xpt::xt_cm_counter = 0;
+    return ok;
   }
   bool ok_;
 };

@@ -2,6 +2,7 @@
 // platform's date formatter, or strftime), the date, time and date-and-time
 // writers built on them, and the fixed machine forms (general time and
 // RFC 822 date-times with English names).
+#include <langinfo.h>
 #include <string.h>
 #include <time.h>
 
@@ -74,6 +75,29 @@ int printed_year(unsigned year) {
   return static_cast<int>(year);
 }
 
+// The conversion of a kind in the C library's locale. Dates are asked for
+// without the locale's era (the Gregorian year, where th_TH would write the
+// Buddhist one); a 12-hour clock without markers would read the same in the
+// morning and the evening, so it is shown as a 24-hour clock.
+const char *conversion(int kind, char *buf, size_t size) {
+  const char *c = kFallback[kind];
+  if (kind == XT_SHORTDATE || kind == XT_LONGDATE) {
+    const char *f = nl_langinfo(D_FMT);
+    size_t n = 0;
+    for (; f && *f && n + 1 < size; ++f) {
+      buf[n++] = *f;
+      if (*f == '%' && f[1] == 'E') ++f;
+    }
+    buf[n] = 0;
+    if (n) c = buf;
+  } else if (kind == XT_TIME || kind == XT_TIMESECONDS) {
+    const char *f = nl_langinfo(T_FMT);
+    bool twelve = f && (strstr(f, "%I") || strstr(f, "%l") || strstr(f, "%r"));
+    if (twelve && !*nl_langinfo(AM_STR)) c = "%H:%M:%S";
+  }
+  return c;
+}
+
 }  // namespace
 
 long dtrstring_fallback(const xp_dtr *dtr, int kind, char *buf, long size) {
@@ -89,8 +113,9 @@ long dtrstring_fallback(const xp_dtr *dtr, int kind, char *buf, long size) {
   tm.tm_wday = dtr->weekday;
   tm.tm_yday = xp_time_dtrdoy(dtr);
   tm.tm_isdst = -1;
-  char scratch[128];
-  size_t len = strftime(scratch, sizeof scratch, kFallback[kind], &tm);
+  char scratch[256], format[64];
+  size_t len =
+      xpi::strftime_utf8(scratch, sizeof scratch, conversion(kind, format, sizeof format), &tm);
   if (len == 0) return empty_text(buf, size);
   return put_text(scratch, len, buf, size);
 }

@@ -45,17 +45,32 @@ typedef struct xp_dtr {
 /** The answer of xp_time_dtrtolocal for a record out of range (all ones in 32
  * bits, also where long is wider). */
 #define XP_TIME_OUT_OF_RANGE 4294967295UL
-/** The daylight-saving amount: always exactly one hour when in force. */
+/** The daylight-saving amount of the common one-hour daylight saving. */
 #define XP_TIME_DST_AMOUNT 3600L
 
 /* ---------------------------------------------------------------------------
  * Clock, zone offset and daylight saving
  *
- * Offsets are seconds east of UTC with daylight saving included. Daylight-
- * saving amounts are 3600 when daylight saving time is in force, else 0. The
- * current offset and flag are read from the system at most once a second; the
- * amounts at other instants come from cached interval tables that are rebuilt
- * when the zone offset changes. Safe to call from several threads.
+ * Offsets are seconds east of UTC with daylight saving included: at every
+ * instant from 1904 to 2040 the offset the system's zone data gives (earlier
+ * standard offsets, changed or abolished rules included). They come from a
+ * table of the zone's changes, built once per zone and rebuilt when the zone
+ * changes (another TZ, or an offset now that the table does not hold, seen
+ * within a second); later instants are asked of the system.
+ *
+ * A daylight-saving amount is 0 in standard time; in daylight saving time it
+ * is the offset minus the standard offset in force nearest before (after,
+ * when there is none before). So it is 3600 or 0 wherever daylight saving is
+ * one hour, and otherwise what the zone shifts by: 1800 on Lord Howe Island,
+ * -3600 in Irish winter time (the zone's summer time is its standard time),
+ * 7200 in double summer time. Offset = standard offset + amount always holds,
+ * so xp_time_gettz() answers the standard offset now.
+ *
+ * A wall-clock time (a local value or a record) is read at the instant whose
+ * offset reads it, as mktime does; a time repeated by a change is the first of
+ * its two instants, a time skipped by a change is read with the offset before
+ * the change (02:30 in a one-hour spring-forward gap is 03:30 daylight time).
+ * Safe to call from several threads.
  * ------------------------------------------------------------------------- */
 
 /** The utc value now. */
@@ -68,9 +83,9 @@ XP_API xp_seconds xp_time_setutc(xp_seconds utc);
 
 /** Zone offset now, daylight saving included. */
 XP_API long xp_time_getgmto(void);
-/** 3600 when daylight saving time is in force now, else 0. */
+/** The daylight-saving amount now: 0 in standard time. */
 XP_API long xp_time_getdst(void);
-/** Seconds WEST of UTC of the zone's standard time: getdst() - getgmto(). */
+/** Seconds WEST of UTC of the zone's standard time now: getdst() - getgmto(). */
 XP_API long xp_time_gettz(void);
 /** The abbreviation of the zone in force now. Without a buffer, answers its
  * length; with one, copies at most size - 1 bytes, terminates, and answers the
@@ -79,9 +94,9 @@ XP_API long xp_time_gettzname(char *buffer, long size);
 
 /** @{ */
 /** Daylight-saving amount at a local value, a utc value, or the wall-clock
- * time of a record. The plain forms answer from the cached tables; the _raw
- * forms and xp_time_dtrdst ask the system every time. A time value of 0 drops
- * the table that the lookup would use (it is rebuilt on the next lookup). */
+ * time of a record. The plain forms answer from the zone table; the _raw
+ * forms and xp_time_dtrdst ask the system every time (the same answers). A
+ * time value of 0 drops the table (it is rebuilt on the next lookup). */
 XP_API long xp_time_localdst(xp_seconds local);
 XP_API long xp_time_localdst_raw(xp_seconds local);
 XP_API long xp_time_utcdst(xp_seconds utc);
@@ -90,9 +105,8 @@ XP_API long xp_time_dtrdst(const xp_dtr *dtr);
 /** @} */
 
 /** @{ */
-/** Zone offset at another instant: the standard offset of now plus the
- * daylight-saving amount at that instant. xp_time_utcgmto looks the amount up
- * by the utc value shifted by the offset of now. */
+/** Zone offset at the wall-clock time of a record, at a local value, or at a
+ * utc value. */
 XP_API long xp_time_dtrgmto(const xp_dtr *dtr);
 XP_API long xp_time_localgmto(xp_seconds local);
 XP_API long xp_time_utcgmto(xp_seconds utc);
@@ -102,11 +116,11 @@ XP_API long xp_time_utcgmto(xp_seconds utc);
  * Calendar conversion and comparison
  *
  * The calendar is the library's own (every fourth year is a leap year, which
- * holds throughout 1970...2038). A record's day, hour, minute and second are
+ * holds throughout 1904...2040). A record's day, hour, minute and second are
  * not range-checked and carry into the next unit (day 0 is the last day of the
  * previous month); a month outside 1...12 or a null record is out of range.
- * Only the daylight-saving part of an offset comes from the record's own
- * date; the standard part is always the one of now.
+ * Local values and records convert with the offset of their own instant (see
+ * above for times repeated or skipped by a change).
  * ------------------------------------------------------------------------- */
 
 /** Fills the record (when given) from a local value; answers the value. */
@@ -254,12 +268,18 @@ XP_API xp_seconds xp_time_iso8601combinedtoutc(const char *text);
 XP_API xp_seconds xp_time_iso8601combinedtolocal(const char *text);
 /** @} */
 
-/** A date and time as a user types it: date numbers in the given order (0
- * month-day-year, 1 day-month-year, 2 year-month-day) joined by "/" or the
- * separator (0: the locale's date separator), month names allowed, then a
- * clock time with ":" or the locale's time separator and an optional AM/PM
- * marker. A missing date is today, a missing year the current one, a
- * missing time midnight. The record is filled with the current time first,
+/** A date and time as the locale writes it or a user types it: up to three
+ * date numbers in the given order (0 month-day-year, 1 day-month-year, 2
+ * year-month-day; a leading year of three digits or more is read
+ * year-month-day) or month names (the locale's or English, a year told by
+ * its size), joined by "/", the separator (0: the locale's date separator),
+ * blanks or words (weekday names, "de", "г."); then a clock time of up to
+ * three numbers, begun by ":" or the locale's time separator after its
+ * hour, or by the first number after a complete date; a marker of the
+ * locale's (any it writes for some hour, or AM/PM; case ignored) before or
+ * after it. Every Unicode space is a blank, direction marks are skipped,
+ * native decimal digits read as digits. A missing date is today, a missing
+ * year the current one, a missing time midnight. The record is filled with the current time first,
  * then on success with the normalised local time (a year after 2038 gives
  * the record of XP_TIME_OUT_OF_RANGE); non-zero on success. */
 XP_API int xp_time_datetimefmttodtr(const char *text, int32_t order, char separator, xp_dtr *dtr);
@@ -279,7 +299,9 @@ XP_API xp_seconds xp_time_datetolocal(const char *text);
 XP_API xp_seconds xp_time_datetimetoutc(const char *text);
 XP_API xp_seconds xp_time_datetoutc(const char *text);
 /** @} */
-/** Seconds since midnight of a clock time read as above; 0 on failure. */
+/** Seconds since midnight of a clock time read as above (where the locale's
+ * time and date separators are one, the text is read as a clock time
+ * alone); 0 on failure. */
 XP_API unsigned long xp_time_timetoseconds(const char *text);
 
 #ifdef __cplusplus

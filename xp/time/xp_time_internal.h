@@ -1,5 +1,5 @@
 // Library-private parts of the time family: the zone lock, the per-second
-// caches, the daylight-saving interval tables and the calendar tables.
+// caches, the zone table and the calendar tables.
 // Not installed.
 #ifndef XP_TIME_INTERNAL_H
 #define XP_TIME_INTERNAL_H
@@ -22,7 +22,7 @@ extern const int32_t xt_mdays[12];
 long normal_year(unsigned year);
 
 // ---------------------------------------------------------------------------
-// The zone lock. One lock guards the per-second caches and both tables; every
+// The zone lock. One lock guards the per-second caches and the table; every
 // function below whose name ends in _locked expects it held. It is never
 // taken twice by one thread: the public entry points take it once and call
 // only _locked helpers.
@@ -42,52 +42,62 @@ struct Locked {
 };
 
 // ---------------------------------------------------------------------------
-// Daylight-saving interval table: segments of time values (start, end) in
-// ascending order, in which the amount is known. Segment i has value_even or
-// value_odd by the parity of i; between the end of one segment and the start
-// of the next the amount changes once, at a point not yet found.
-constexpr long kTableSegments = 128;
-struct xt_table {
-  long count;
-  long value_even;
-  long value_odd;
-  xp_seconds seg[];  // start(i) = seg[2i], end(i) = seg[2i + 1]
+// The zone table: the zone's offsets over every utc value from 0 (1904) to
+// kTableLast (2040-02-06), as segments that each start at the second of a
+// change. Built once per zone from the system's answers sampled every
+// kSampleStep seconds, each change then narrowed to the second; so a change
+// is found as long as the next one is more than a step away (the closest
+// two in the zone data are about seven days apart).
+//
+// A segment holds the full offset and the daylight-saving amount: 0 in
+// standard time; in daylight saving time, the offset minus the standard
+// offset nearest before it (after it when there is none before; one hour
+// when the zone never keeps standard time). So 3600 where daylight saving
+// is an hour, 1800 on Lord Howe Island, -3600 in Irish winter time, 7200
+// in double summer time.
+struct xt_segment {
+  xp_seconds start;  // utc value of the first second
+  long offset;       // seconds east of UTC
+  long amount;       // daylight-saving amount
 };
 
-// Sampling of a new table: from 1970-01-01 00:00:01 every 28 days while
-// below 2038-01-19 03:14:07 (as time values).
-constexpr xp_seconds kSampleFirst = 2082844801UL;
-constexpr xp_seconds kSampleStep = 2419200UL;
-constexpr xp_seconds kSampleLimit = 4230328447UL;
+constexpr xp_seconds kTableLast = 4294967295UL;
+constexpr xp_seconds kSampleStep = 1UL << 18;  // about three days
+constexpr unsigned kIndexShift = 20;           // about twelve days a bucket
+constexpr size_t kIndexSize = (kTableLast >> kIndexShift) + 1;
 
-using raw_fn = long (*)(xp_seconds);
+struct xt_table {
+  long count;
+  // For each bucket of 2^kIndexShift values, the last segment that starts
+  // (in utc values, and in local values: start + offset) at or before the
+  // bucket's first value.
+  uint16_t utc_index[kIndexSize];
+  uint16_t local_index[kIndexSize];
+  xt_segment seg[];
+};
 
-// Builds a table from the raw function: one segment with amount 0 that
-// covers every value when observes_dst is false, else the sampled table.
-// Null when allocation fails.
-xt_table *table_build(raw_fn raw, bool observes_dst);
-// The amount at t from the table, narrowing the gap around t on a miss (at
-// most two raw queries); values outside the table are asked of raw directly.
-long table_lookup(xt_table *table, xp_seconds t, raw_fn raw);
+// What the system says of a POSIX instant: its offset and whether daylight
+// saving time is in force. False when it cannot tell.
+using query_fn = bool (*)(long long posix, long *offset, int *isdst);
 
-// The cached lookup: builds the table on first use (settling the zone's
-// daylight-saving observance first), drops it for t == 0.
-long xt_gmto_probe_locked(xp_seconds t, xt_table **table, raw_fn raw);
-// The same, taking the lock.
-long xt_gmto_probe(xp_seconds t, xt_table **table, raw_fn raw);
+// Builds the table of a zone from its query function; null when memory
+// runs out.
+xt_table *table_build(query_fn query);
+// The segment of a utc value (at most kTableLast).
+const xt_segment *table_utc(const xt_table *t, xp_seconds utc);
+// The segment whose offset reads a local value (at most kTableLast): a
+// wall-clock time repeated by a change is read as the first of its two
+// instants, one skipped by a change with the offset before it.
+const xt_segment *table_local(const xt_table *t, xp_seconds local);
 
 // ---------------------------------------------------------------------------
-// Cached zone state, read through the helpers below (with the lock held).
-// A lookup or raw query never reads the offset again while it runs, so
-// callers read it (gmto_locked) before the first lookup of a call.
+// Cached zone state (the lock held).
 long gmto_locked(time_t now);
 long dst_locked(time_t now);
-long localdst_locked(xp_seconds local);
-long utcdst_locked(xp_seconds utc);
 xp_seconds utctolocal_locked(xp_seconds utc, time_t now);
-long localdst_raw_locked(xp_seconds local);
-long utcdst_raw_locked(xp_seconds utc);
-long dtrdst_locked(const xp_dtr *dtr);
+// The offset that reads a local value, or a record's wall-clock time.
+long local_offset_locked(xp_seconds local, time_t now);
+long record_offset_locked(const xp_dtr *dtr, time_t now);
 
 // The local wall-clock time now as a record (all zero when the system cannot
 // tell); the current zone rules are reloaded first.
@@ -141,16 +151,13 @@ extern std::atomic<int32_t> xt_cm_counter;
 // ---------------------------------------------------------------------------
 // Inspection for tests.
 
-// Number of daylight-saving queries put to the system so far.
+// Number of queries put to the system so far.
 unsigned long raw_query_count();
-// The tables now held (null when none); read them only while no other thread
-// uses the library.
-const xt_table *local_table();
-const xt_table *utc_table();
-// Daylight-saving observance of the zone (-1 not yet known, 3600, 0) and the
-// hemisphere mark (0 not checked, 1 agreed, -1 disagreed).
-long dst_bias();
-int dst_hemisphere();
+// The zone table now held (null when none); read it only while no other
+// thread uses the library.
+const xt_table *zone_table();
+// Forgets the zone: the next call reads it again (after a change of TZ).
+void zone_reset();
 
 }  // namespace xpt
 

@@ -1,11 +1,15 @@
 // The zone: the lock, the clock, the per-second caches of the current offset
-// and daylight-saving flag, the raw daylight-saving queries, the cached
-// lookup in the interval tables, and the offsets derived from them.
+// and daylight-saving amount, the system's answers for any instant, the zone
+// table and the offsets and amounts taken from it.
 //
-// The system is asked through localtime_r: the daylight-saving flag of a
-// wall-clock time is the tm_isdst of the instant that the wall-clock time
-// names under the zone's standard offset of now.
+// The system is asked through localtime_r. A wall-clock time is resolved as
+// mktime does, at the instant whose offset reads it: a time repeated by a
+// change is the first of its two instants, a time skipped by a change is
+// read with the offset before the change (02:30 in a spring-forward gap of
+// one hour is 03:30 daylight time).
 #include <sched.h>
+#include <stdlib.h>
+#include <string.h>
 #include <sys/time.h>
 
 #include "xp/time/xp_time_internal.h"
@@ -20,29 +24,59 @@ inline void cpu_relax() {
 #endif
 }
 
-unsigned long g_raw_queries = 0;  // guarded by the lock
+constexpr long long kDelta = static_cast<long long>(XP_TIME_POSIX_DELTA);
+constexpr long long kFirstPosix = -kDelta;
+constexpr long long kLastPosix = static_cast<long long>(kTableLast) - kDelta;
 
 // Guarded by the lock.
-time_t xt_lastgmtocheck = 0;
+unsigned long g_raw_queries = 0;
+time_t xt_lastcheck = 0;  // the second at which the zone was last read
 long xt_lastgmto = 0;
-time_t xt_lastdstcheck = 0;
-unsigned char xt_lastdst = 0;
-xt_table *xt_local_probe = nullptr;
-xt_table *xt_utc_probe = nullptr;
-long xt_dst_bias = -1;
-signed char xt_dst_hemisphere = 0;
-// Non-zero while a table is built or searched, or while the tables are
-// rebuilt after an offset change: the offset is then not read again, so no
-// nested call can drop a table that an outer one is using.
-int xt_busy = 0;
+long xt_lastdst = 0;
+xt_table *xt_table_now = nullptr;
+char xt_tz[256];  // TZ when the table was built ("\1" when unset)
 
-// The daylight-saving amount at a POSIX instant, asked of the system.
-long isdst_at(long long posix) {
+bool query(long long posix, long *offset, int *isdst) {
   ++g_raw_queries;
   time_t t = static_cast<time_t>(posix);
   struct tm tm;
-  if (!localtime_r(&t, &tm)) return 0;
-  return tm.tm_isdst > 0 ? XP_TIME_DST_AMOUNT : 0;
+  if (!localtime_r(&t, &tm)) return false;
+  *offset = tm.tm_gmtoff;
+  *isdst = tm.tm_isdst > 0;
+  return true;
+}
+
+long offset_at(long long posix) {
+  long offset = 0;
+  int isdst = 0;
+  query(posix, &offset, &isdst);
+  return offset;
+}
+
+// The daylight-saving amount at an instant as the table holds it, asked
+// of the system: the standard time nearest before is found by stepping
+// back as the table samples (no stretch of time is shorter), else after.
+long amount_at(long long posix) {
+  long offset = 0, other = 0;
+  int isdst = 0, flag = 0;
+  if (!query(posix, &offset, &isdst) || !isdst) return 0;
+  const long long step = static_cast<long long>(kSampleStep);
+  for (long long p = posix - step; p > kFirstPosix - step; p -= step)
+    if (query(p < kFirstPosix ? kFirstPosix : p, &other, &flag) && !flag) return offset - other;
+  for (long long p = posix + step; p < kLastPosix + step; p += step)
+    if (query(p > kLastPosix ? kLastPosix : p, &other, &flag) && !flag) return offset - other;
+  return XP_TIME_DST_AMOUNT;
+}
+
+// An instant whose offset reads a wall-clock time (given as POSIX seconds),
+// asked of the system: the instant itself, or for a skipped time one before
+// the change. No two changes lie within two days, so the offsets a day
+// before and after are the only candidates.
+long long resolve(long long wall) {
+  long before = offset_at(wall - 86400), after = offset_at(wall + 86400);
+  if (before == after || offset_at(wall - before) == before) return wall - before;
+  if (offset_at(wall - after) == after) return wall - after;
+  return wall - 86400;
 }
 
 inline long long floor_div(long long a, long long b) {
@@ -63,12 +97,16 @@ long long wall_seconds(long long year, long month, long day, long hour, long min
   return ((days * 24 + hour) * 60 + minute) * 60 + second;
 }
 
-// The standard offset of now. Inside a lookup the offset is not read again,
-// and the flag read with it is taken along, so both belong to one second.
-long std_offset_locked() {
-  if (xt_busy) return xt_lastgmto - (xt_lastdst ? XP_TIME_DST_AMOUNT : 0);
-  time_t now = time(nullptr);
-  return gmto_locked(now) - dst_locked(now);
+// The wall-clock time of a record as POSIX seconds: short years as the
+// calendar reads them (00...69 are 2000...2069), the smaller fields narrowed
+// to 8 bits as the system's calendar takes them.
+long long record_wall(const xp_dtr *dtr) {
+  long long year = dtr->year < 70     ? dtr->year + 2000
+                   : dtr->year < 1900 ? dtr->year + 1900
+                                      : dtr->year;
+  return wall_seconds(year, static_cast<uint8_t>(dtr->month), static_cast<uint8_t>(dtr->day),
+                      static_cast<uint8_t>(dtr->hour), static_cast<uint8_t>(dtr->minute),
+                      dtr->second);
 }
 
 // The current zone rules are reloaded (a changed TZ or zone file is seen)
@@ -78,25 +116,87 @@ bool local_now(time_t now, struct tm *tm) {
   return localtime_r(&now, tm) != nullptr;
 }
 
-void hemisphere_check_locked() {
-  time_t now = time(nullptr);
-  struct tm tm;
-  long from_fields = 0;
-  if (local_now(now, &tm)) {
-    xp_dtr r = {static_cast<uint16_t>(tm.tm_year + 1900), static_cast<uint16_t>(tm.tm_mon + 1),
-                static_cast<uint16_t>(tm.tm_mday),        static_cast<uint16_t>(tm.tm_hour),
-                static_cast<uint16_t>(tm.tm_min),         static_cast<uint16_t>(tm.tm_sec),
-                static_cast<uint16_t>(tm.tm_wday)};
-    from_fields = dtrdst_locked(&r);
+void tz_now(char out[256]) {
+  const char *tz = getenv("TZ");
+  if (!tz) tz = "\1";
+  size_t n = strnlen(tz, 255);
+  memcpy(out, tz, n);
+  out[n] = 0;
+}
+
+void drop_table() {
+  xp_free(xt_table_now);
+  xt_table_now = nullptr;
+}
+
+// The table of the zone, built on first use; null when memory ran out.
+const xt_table *table_locked() {
+  if (!xt_table_now) {
+    xt_table_now = table_build(query);
+    tz_now(xt_tz);
   }
-  xt_dst_hemisphere = from_fields == dst_locked(now) ? 1 : -1;
+  return xt_table_now;
+}
+
+// Offset and amount of a utc or local value, from the table inside its
+// range, else from the system.
+const xt_segment *utc_segment(xp_seconds utc) {
+  const xt_table *t = utc <= kTableLast ? table_locked() : nullptr;
+  return t ? table_utc(t, utc) : nullptr;
+}
+
+const xt_segment *local_segment(xp_seconds local) {
+  const xt_table *t = local <= kTableLast ? table_locked() : nullptr;
+  return t ? table_local(t, local) : nullptr;
+}
+
+long utc_offset(xp_seconds utc) {
+  const xt_segment *s = utc_segment(utc);
+  return s ? s->offset : offset_at(static_cast<long long>(utc) - kDelta);
+}
+
+long local_offset(xp_seconds local) {
+  const xt_segment *s = local_segment(local);
+  if (s) return s->offset;
+  return offset_at(resolve(static_cast<long long>(local) - kDelta));
+}
+
+long utc_amount(xp_seconds utc) {
+  const xt_segment *s = utc_segment(utc);
+  return s ? s->amount : amount_at(static_cast<long long>(utc) - kDelta);
+}
+
+long local_amount(xp_seconds local) {
+  const xt_segment *s = local_segment(local);
+  return s ? s->amount : amount_at(resolve(static_cast<long long>(local) - kDelta));
+}
+
+// Reads the zone at most once a second. The table is dropped when the zone
+// is another one: another TZ, or an offset now that the table does not
+// hold.
+void check_locked(time_t now) {
+  if (now == xt_lastcheck) return;
+  xt_lastcheck = now;
+  struct tm tm;
+  if (!local_now(now, &tm)) return;
+  if (xt_table_now) {
+    char tz[256];
+    tz_now(tz);
+    long long v = static_cast<long long>(now) + kDelta;
+    const xt_segment *s = v >= 0 && v <= static_cast<long long>(kTableLast)
+                              ? table_utc(xt_table_now, static_cast<xp_seconds>(v))
+                              : nullptr;
+    if (strcmp(tz, xt_tz) != 0 || (s && s->offset != tm.tm_gmtoff)) drop_table();
+  }
+  xt_lastgmto = tm.tm_gmtoff;
+  xt_lastdst = tm.tm_isdst > 0 ? utc_amount(static_cast<xp_seconds>(now + kDelta)) : 0;
 }
 
 }  // namespace
 
 // A spin lock: taking it is one atomic exchange when free, which keeps the
 // cached conversions well below the cost of one localtime_r. Holders never
-// block except while a table is built (some hundred system queries), so
+// block except while a table is built (a few thousand system queries), so
 // waiters spin briefly and then yield.
 std::atomic<bool> g_lock{false};
 
@@ -113,109 +213,18 @@ void lock_contended() {
 }
 
 long gmto_locked(time_t now) {
-  if (xt_busy || now == xt_lastgmtocheck) return xt_lastgmto;
-  xt_lastgmtocheck = now;
-  struct tm tm;
-  if (!local_now(now, &tm)) return xt_lastgmto;
-  // The flag of the same second comes from the same reading, so that the
-  // standard offset (offset minus flag) never mixes two zones' rules.
-  xt_lastdstcheck = now;
-  xt_lastdst = tm.tm_isdst > 0 ? 1 : 0;
-  if (tm.tm_gmtoff == xt_lastgmto) return xt_lastgmto;
-  // The offset changed (first use outside UTC, another zone, or a switch):
-  // both tables describe the old rules. Drop them and build the local one
-  // again at once.
-  xt_lastgmto = tm.tm_gmtoff;
-  xp_free(xt_local_probe);
-  xt_local_probe = nullptr;
-  xp_free(xt_utc_probe);
-  xt_utc_probe = nullptr;
-  ++xt_busy;
-  xp_dtr r;
-  xp_time_localtodtr(utctolocal_locked(0, now), &r);
-  dtrdst_locked(&r);
-  --xt_busy;
+  check_locked(now);
   return xt_lastgmto;
 }
 
 long dst_locked(time_t now) {
-  if (now != xt_lastdstcheck) {
-    xt_lastdstcheck = now;
-    struct tm tm;
-    xt_lastdst = local_now(now, &tm) && tm.tm_isdst > 0 ? 1 : 0;
-  }
-  return xt_lastdst ? XP_TIME_DST_AMOUNT : 0;
-}
-
-long dtrdst_locked(const xp_dtr *dtr) {
-  if (!dtr) return 0;
-  // The fields as a date of the system's calendar takes them: short years
-  // counted from 1900, the smaller fields narrowed to 8 bits.
-  long long year = dtr->year < 1900 ? dtr->year + 1900 : dtr->year;
-  long long wall =
-      wall_seconds(year, static_cast<uint8_t>(dtr->month), static_cast<uint8_t>(dtr->day),
-                   static_cast<uint8_t>(dtr->hour), static_cast<uint8_t>(dtr->minute), dtr->second);
-  return isdst_at(wall - std_offset_locked());
-}
-
-long localdst_raw_locked(xp_seconds local) {
-  // Within 2^32 seconds from 1970 the record of a local value names exactly
-  // value - 1970 seconds of wall-clock time, so the record can be skipped.
-  if (local >= XP_TIME_POSIX_DELTA && local - XP_TIME_POSIX_DELTA <= 0xffffffffUL)
-    return isdst_at(static_cast<long long>(local - XP_TIME_POSIX_DELTA) - std_offset_locked());
-  xp_dtr r;
-  xp_time_localtodtr(local, &r);
-  return dtrdst_locked(&r);
-}
-
-long utcdst_raw_locked(xp_seconds utc) {
-  xp_dtr r;
-  xp_time_localtodtr(utctolocal_locked(utc, time(nullptr)), &r);
-  return dtrdst_locked(&r);
-}
-
-long xt_gmto_probe_locked(xp_seconds t, xt_table **table, raw_fn raw) {
-  ++xt_busy;
-  long amount;
-  if (t == 0) {
-    xp_free(*table);
-    *table = nullptr;
-    amount = raw(0);
-  } else {
-    if (!*table) {
-      if (xt_dst_hemisphere == 0) hemisphere_check_locked();
-      if (xt_dst_bias < 0) {
-        time_t now = time(nullptr);
-        xt_dst_bias = XP_TIME_DST_AMOUNT;
-        if (!isdst_at(now) && !isdst_at(now + 10368000LL) && !isdst_at(now + 20736000LL))
-          xt_dst_bias = 0;
-      }
-      *table = table_build(raw, xt_dst_bias != 0);
-    }
-    amount = *table ? table_lookup(*table, t, raw) : raw(t);
-  }
-  --xt_busy;
-  return amount;
-}
-
-long xt_gmto_probe(xp_seconds t, xt_table **table, raw_fn raw) {
-  Locked guard;
-  gmto_locked(time(nullptr));
-  return xt_gmto_probe_locked(t, table, raw);
-}
-
-long localdst_locked(xp_seconds local) {
-  return xt_gmto_probe_locked(local, &xt_local_probe, localdst_raw_locked);
-}
-
-long utcdst_locked(xp_seconds utc) {
-  return xt_gmto_probe_locked(utc, &xt_utc_probe, utcdst_raw_locked);
+  check_locked(now);
+  return xt_lastdst;
 }
 
 xp_seconds utctolocal_locked(xp_seconds utc, time_t now) {
-  xp_seconds local = utc + static_cast<xp_seconds>(gmto_locked(now));
-  return local + static_cast<xp_seconds>(localdst_locked(local)) -
-         static_cast<xp_seconds>(dst_locked(now));
+  check_locked(now);
+  return utc + static_cast<xp_seconds>(utc_offset(utc));
 }
 
 bool now_record(xp_dtr *dtr) {
@@ -237,25 +246,30 @@ bool now_record(xp_dtr *dtr) {
   return true;
 }
 
+// Offsets of local values and records, for the calendar (the lock held).
+long local_offset_locked(xp_seconds local, time_t now) {
+  check_locked(now);
+  return local_offset(local);
+}
+
+long record_offset_locked(const xp_dtr *dtr, time_t now) {
+  check_locked(now);
+  return local_offset(static_cast<xp_seconds>(record_wall(dtr) + kDelta));
+}
+
 unsigned long raw_query_count() {
   Locked guard;
   return g_raw_queries;
 }
-const xt_table *local_table() {
+const xt_table *zone_table() {
   Locked guard;
-  return xt_local_probe;
+  return xt_table_now;
 }
-const xt_table *utc_table() {
+void zone_reset() {
   Locked guard;
-  return xt_utc_probe;
-}
-long dst_bias() {
-  Locked guard;
-  return xt_dst_bias;
-}
-int dst_hemisphere() {
-  Locked guard;
-  return xt_dst_hemisphere;
+  tzset();
+  drop_table();
+  xt_lastcheck = 0;
 }
 
 }  // namespace xpt
@@ -319,56 +333,53 @@ long xp_time_gettzname(char *buffer, long size) {
   return n;
 }
 
-// The lookups read the offset first: lookups in progress never read it
-// again (see xt_busy), so it must be current before one starts.
+// A time value of 0 drops the table and is answered by the system.
 long xp_time_localdst(xp_seconds local) {
   Locked guard;
-  xpt::gmto_locked(time(nullptr));
-  return xpt::localdst_locked(local);
+  xpt::check_locked(time(nullptr));
+  if (local == 0) xpt::drop_table();
+  return local ? xpt::local_amount(local)
+               : xpt::amount_at(xpt::resolve(-static_cast<long long>(XP_TIME_POSIX_DELTA)));
 }
 
 long xp_time_localdst_raw(xp_seconds local) {
   Locked guard;
-  return xpt::localdst_raw_locked(local);
+  return xpt::amount_at(xpt::resolve(static_cast<long long>(local - XP_TIME_POSIX_DELTA)));
 }
 
 long xp_time_utcdst(xp_seconds utc) {
   Locked guard;
-  xpt::gmto_locked(time(nullptr));
-  return xpt::utcdst_locked(utc);
+  xpt::check_locked(time(nullptr));
+  if (utc == 0) xpt::drop_table();
+  return utc ? xpt::utc_amount(utc) : xpt::amount_at(-static_cast<long long>(XP_TIME_POSIX_DELTA));
 }
 
 long xp_time_utcdst_raw(xp_seconds utc) {
   Locked guard;
-  return xpt::utcdst_raw_locked(utc);
+  return xpt::amount_at(static_cast<long long>(utc - XP_TIME_POSIX_DELTA));
 }
 
 long xp_time_dtrdst(const xp_dtr *dtr) {
+  if (!dtr) return 0;
   Locked guard;
-  return xpt::dtrdst_locked(dtr);
+  return xpt::amount_at(xpt::resolve(xpt::record_wall(dtr)));
 }
 
 long xp_time_dtrgmto(const xp_dtr *dtr) {
+  if (!dtr) return xp_time_getgmto();
   Locked guard;
-  time_t now = time(nullptr);
-  long gmto = xpt::gmto_locked(now);
-  return gmto + xpt::dtrdst_locked(dtr) - xpt::dst_locked(now);
+  return xpt::record_offset_locked(dtr, time(nullptr));
 }
 
 long xp_time_localgmto(xp_seconds local) {
   Locked guard;
-  time_t now = time(nullptr);
-  long gmto = xpt::gmto_locked(now);
-  return gmto + xpt::localdst_locked(local) - xpt::dst_locked(now);
+  return xpt::local_offset_locked(local, time(nullptr));
 }
 
-// The utc value is shifted by the offset of now and looked up in the table
-// of local values.
 long xp_time_utcgmto(xp_seconds utc) {
   Locked guard;
-  time_t now = time(nullptr);
-  long gmto = xpt::gmto_locked(now);
-  return gmto + xpt::localdst_locked(utc + static_cast<xp_seconds>(gmto)) - xpt::dst_locked(now);
+  xpt::check_locked(time(nullptr));
+  return xpt::utc_offset(utc);
 }
 
 }  // extern "C"
