@@ -20,6 +20,9 @@ inline double split(double q, double *ip) {
   return q - i;
 }
 
+// Integer parts below this have their digits written exactly (see start).
+constexpr double kExactInteger = 1099511627776.0;  // 2^40
+
 // The digit string, produced lazily: the integer part at once, fraction
 // digits as they are asked for. d[0] is a spare slot for a rounding carry
 // out of the first digit; the digits proper are d[1..80], and d[81..82]
@@ -38,7 +41,15 @@ struct Digits {
     d[0] = '0';
     d[XPF_NDIGITS + 1] = '0';
     d[XPF_NDIGITS + 2] = '0';
-    if (ip != 0.0) {
+    if (ip != 0.0 && ip < kExactInteger) {
+      // Below 2^40 a division by ten in the loop that follows is off by at
+      // most 2^-17, far inside its nudge, so that loop gives the integer's
+      // own digits: write them with integer arithmetic, two at a time.
+      char tmp[24];
+      char *first = xpf::decimal_digits(tmp + sizeof tmp, (uint64_t)ip);
+      n = e = (int)(tmp + sizeof tmp - first);
+      memcpy(d + 1, first, (size_t)n);
+    } else if (ip != 0.0) {
       char tmp[XPF_NDIGITS];
       int k = XPF_NDIGITS;
       while (ip != 0.0) {

@@ -17,15 +17,20 @@ bool blank(char c) {
 }
 
 bool digit(char c) {
-  return c >= '0' && c <= '9';
+  return static_cast<unsigned char>(c) - 48u <= 9;
 }
 
 bool ends_fields(char c) {
   return c == 0 || c == '+' || c == '-' || c == 'L' || c == 'Z';
 }
 
-int32_t pair(const char *p) {
-  return (p[0] - '0') * 10 + (p[1] - '0');
+// Two decimal digits at p, or -1 when either is not a digit.
+int32_t two_digits(const char *p) {
+  unsigned hi = static_cast<unsigned char>(p[0]) - 48u;
+  if (hi > 9) return -1;
+  unsigned lo = static_cast<unsigned char>(p[1]) - 48u;
+  if (lo > 9) return -1;
+  return static_cast<int32_t>(hi * 10 + lo);
 }
 
 // Weekday of a record, when its year is in range.
@@ -59,6 +64,97 @@ void normalise(int32_t f[7]) {
       --f[i - 1];
     }
   }
+}
+
+// A general-time text taken apart: the fields (month and day 0-based) with
+// any offset already taken off, and whether the text named UTC.
+struct General {
+  int32_t f[7];
+  bool utc;
+};
+
+// Reads a general-time text; false when it is malformed. Digits are tested
+// by one unsigned comparison each, two at a time.
+bool read_general(const char *text, General *g) {
+  if (!text || !*text) return false;
+  const char *p = text;
+  while (blank(*p))
+    ++p;
+  int32_t *f = g->f;
+  for (int i = 0; i < 7; ++i)
+    f[i] = 0;
+  for (int i = kCentury; i <= kSecond; ++i) {
+    if (ends_fields(*p)) break;
+    int32_t v = two_digits(p);
+    if (v < 0) return false;
+    if (i == kMonth || i == kDay) --v;
+    if (v < 0 || v > xt_ceiling[i]) return false;
+    f[i] = v;
+    p += 2;
+    if (f[kDay] >= xpt::xt_mdays[f[kMonth]]) return false;
+    if (f[kMonth] == 1 && f[kDay] > 27 && f[kYear] % 4 != 0) return false;
+  }
+
+  // Zone designator.
+  int sign = 0;
+  int32_t off_hours = 0, off_minutes = 0;
+  if (*p == 'Z') {
+    g->utc = true;
+    ++p;
+  } else if (*p == 0 || *p == 'L') {
+    g->utc = false;
+    if (*p) ++p;
+  } else if (*p == '+' || *p == '-') {
+    sign = *p == '+' ? 1 : -1;
+    off_hours = two_digits(p + 1);
+    if (off_hours < 0) return false;
+    off_minutes = two_digits(p + 3);
+    if (off_minutes < 0) return false;
+    if (off_hours > xt_ceiling[7] || off_minutes > xt_ceiling[8]) return false;
+    g->utc = true;
+    p += 5;
+  } else {
+    return false;
+  }
+  while (blank(*p))
+    ++p;
+  if (*p) return false;
+
+  // A +hhmm text is ahead of UTC by the offset: take it off.
+  if (sign && (off_hours || off_minutes)) {
+    f[kHour] -= sign * off_hours;
+    f[kMinute] -= sign * off_minutes;
+    normalise(f);
+  }
+  return true;
+}
+
+// The record of a parsed text, without its weekday.
+void record_of(const General &g, xp_dtr *r) {
+  const int32_t *f = g.f;
+  r->year = static_cast<uint16_t>(f[kCentury] * 100 + f[kYear]);
+  r->month = static_cast<uint16_t>(f[kMonth] + 1);
+  r->day = static_cast<uint16_t>(f[kDay] + 1);
+  r->hour = static_cast<uint16_t>(f[kHour]);
+  r->minute = static_cast<uint16_t>(f[kMinute]);
+  r->second = static_cast<uint16_t>(f[kSecond]);
+  r->weekday = 0;
+}
+
+// The value of a general-time text as utc (want_local false) or local
+// time; 0 when it is malformed. A text already in the wanted reckoning
+// needs no weekday and no shift: its record's value is the answer.
+xp_seconds general_value(const char *text, bool want_local) {
+  General g;
+  if (!read_general(text, &g)) return 0;
+  if (g.utc == !want_local) {
+    xp_dtr r;
+    record_of(g, &r);
+    return xp_time_dtrtolocal(&r);
+  }
+  xp_dtr r;
+  if (!xpt::xt_gentimetodtr(text, &r, want_local)) return 0;
+  return xp_time_dtrtolocal(&r);
 }
 
 xp_seconds iso8601(const char *text, bool local) {
@@ -99,7 +195,7 @@ xp_seconds iso8601(const char *text, bool local) {
     g[n++] = text[m + 1];
   }
   g[n] = 0;
-  return local ? xp_time_generaltimetolocal(g) : xp_time_generaltimetoutc(g);
+  return general_value(g, local);
 }
 
 }  // namespace
@@ -107,75 +203,19 @@ xp_seconds iso8601(const char *text, bool local) {
 namespace xpt {
 
 int xt_gentimetodtr(const char *text, xp_dtr *out, int want_local) {
-  if (!text || !out || !*text) return 0;
-  const char *p = text;
-  while (blank(*p))
-    ++p;
-
-  int32_t f[7] = {0, 0, 0, 0, 0, 0, 0};
-  for (int i = kCentury; i <= kSecond; ++i) {
-    if (ends_fields(*p)) break;
-    if (!digit(p[0]) || !digit(p[1])) return 0;
-    int32_t v = pair(p);
-    if (i == kMonth || i == kDay) --v;
-    if (v < 0 || v > xt_ceiling[i]) return 0;
-    f[i] = v;
-    p += 2;
-    if (f[kDay] >= xt_mdays[f[kMonth]]) return 0;
-    if (f[kMonth] == 1 && f[kDay] > 27 && f[kYear] % 4 != 0) return 0;
-  }
-
-  // Zone designator.
-  bool utc;
-  int sign = 0;
-  int32_t off_hours = 0, off_minutes = 0;
-  if (*p == 'Z') {
-    utc = true;
-    ++p;
-  } else if (*p == 0 || *p == 'L') {
-    utc = false;
-    if (*p) ++p;
-  } else if (*p == '+' || *p == '-') {
-    sign = *p == '+' ? 1 : -1;
-    for (int k = 1; k <= 4; ++k)
-      if (!digit(p[k])) return 0;
-    off_hours = pair(p + 1);
-    off_minutes = pair(p + 3);
-    if (off_hours > xt_ceiling[7] || off_minutes > xt_ceiling[8]) return 0;
-    utc = true;
-    p += 5;
-  } else {
-    return 0;
-  }
-  while (blank(*p))
-    ++p;
-  if (*p) return 0;
-
-  // A +hhmm text is ahead of UTC by the offset: take it off.
-  if (sign && (off_hours || off_minutes)) {
-    f[kHour] -= sign * off_hours;
-    f[kMinute] -= sign * off_minutes;
-    normalise(f);
-  }
-
+  General g;
+  if (!out || !read_general(text, &g)) return 0;
   xp_dtr r;
-  r.year = static_cast<uint16_t>(f[kCentury] * 100 + f[kYear]);
-  r.month = static_cast<uint16_t>(f[kMonth] + 1);
-  r.day = static_cast<uint16_t>(f[kDay] + 1);
-  r.hour = static_cast<uint16_t>(f[kHour]);
-  r.minute = static_cast<uint16_t>(f[kMinute]);
-  r.second = static_cast<uint16_t>(f[kSecond]);
-  r.weekday = 0;
+  record_of(g, &r);
   fill_weekday(&r);
-
-  if (utc == !want_local) {
+  if (g.utc == !want_local) {
     *out = r;
     return 1;
   }
   xp_seconds v = xp_time_dtrtolocal(&r);
   if (v != XP_TIME_OUT_OF_RANGE) {
     xp_seconds shifted =
-        utc ? xp_time_utctolocal(v) : v - static_cast<xp_seconds>(xp_time_dtrgmto(&r));
+        g.utc ? xp_time_utctolocal(v) : v - static_cast<xp_seconds>(xp_time_dtrgmto(&r));
     if (shifted != v) xp_time_localtodtr(shifted, &r);
   }
   *out = r;
@@ -191,15 +231,11 @@ int xp_time_generaltimetodtr(const char *text, xp_dtr *dtr) {
 }
 
 xp_seconds xp_time_generaltimetoutc(const char *text) {
-  xp_dtr r;
-  if (!xpt::xt_gentimetodtr(text, &r, 0)) return 0;
-  return xp_time_dtrtolocal(&r);
+  return general_value(text, false);
 }
 
 xp_seconds xp_time_generaltimetolocal(const char *text) {
-  xp_dtr r;
-  if (!xpt::xt_gentimetodtr(text, &r, 1)) return 0;
-  return xp_time_dtrtolocal(&r);
+  return general_value(text, true);
 }
 
 xp_seconds xp_time_iso8601combinedtoutc(const char *text) {
