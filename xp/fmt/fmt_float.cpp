@@ -221,28 +221,39 @@ size_t xpf_fcvt(uint32_t flags, size_t precision, char *buf, size_t room, double
 
   const char *s = carry ? d.d : d.d + 1;
   int ee = carry ? e + 1 : e;
-  Out o;
-  o.put(sign, sl);
-  if (ee >= 1)
-    o.put(s, (size_t)ee);
-  else
-    o.put('0');
-  // Fraction digit j has index ee + j in the string (1-based); indexes
-  // below 1 are leading zeros.
-  char frac[XPF_NDIGITS + 1];
-  size_t fl = 0;
-  for (size_t j = 1; j <= f; j++) {
-    long idx = ee + (long)j;
-    frac[fl++] = idx <= 0 ? '0' : s[idx - 1];
-  }
-  if (flags & XPF_GSTYLE)
-    while (fl && frac[fl - 1] == '0')
+  // Fraction digit j (from 1) is digit ee + j of the string, or a leading
+  // zero where that index is below 1.
+  size_t zeros = ee >= 0 ? 0 : (size_t)-(long)ee < f ? (size_t)-(long)ee : f;
+  size_t fl = f;
+  if (flags & XPF_GSTYLE) {
+    while (fl > zeros && s[ee + (long)fl - 1] == '0')
       fl--;
-  if ((flags & XPF_ALT) || fl) {
-    o.put(dec, dl);
-    o.put(frac, fl);
+    if (fl == zeros) fl = 0;
   }
-  return o.emit(buf, room);
+  size_t il = ee >= 1 ? (size_t)ee : 1;
+  bool point = (flags & XPF_ALT) || fl;
+  size_t len = sl + il + (point ? dl + fl : 0);
+  // Laid out in place when it all fits, else in a scratch text and cut.
+  char text[256];
+  char *o = len <= room ? buf : text;
+  char *q = o;
+  memcpy(q, sign, sl);
+  q += sl;
+  if (ee >= 1)
+    memcpy(q, s, il);
+  else
+    *q = '0';
+  q += il;
+  if (point) {
+    memcpy(q, dec, dl);
+    q += dl;
+    size_t z = zeros < fl ? zeros : fl;
+    memset(q, '0', z);
+    memcpy(q + z, s + (ee > 0 ? ee : 0), fl - z);
+  }
+  if (o == buf) return len;
+  memcpy(buf, text, room);
+  return room;
 }
 
 size_t xpf_ecvt(uint32_t flags, size_t precision, char *buf, size_t room, double value) {
