@@ -124,7 +124,8 @@ void read_netnode_hex(unsigned char *out, size_t room, const char *text, size_t 
 // bytes. False for anything else.
 bool dotted_quad(const unsigned char *p, const unsigned char *end, unsigned char out[4]) {
   if (end - p < 7 || end - p > 15) return false;
-  unsigned char bytes[4];
+  // The bytes gather in a register (in memory order), stored once.
+  uint32_t word = 0;
   for (int i = 0;; ++i) {
     unsigned v = xpf::scan::decimal_value(*p);
     if (v > 9) return false;
@@ -135,14 +136,15 @@ bool dotted_quad(const unsigned char *p, const unsigned char *end, unsigned char
       v = v * 10 + d;
       ++p;
     }
-    bytes[i] = static_cast<unsigned char>(v);
+    int shift = __BYTE_ORDER__ == __ORDER_LITTLE_ENDIAN__ ? 8 * i : 24 - 8 * i;
+    word |= (v & 0xFFu) << shift;
     if (i == 3) break;
     if (p == end || *p != '.') return false;
     ++p;
     if (p == end) return false;
   }
   if (p != end) return false;
-  std::memcpy(out, bytes, 4);
+  std::memcpy(out, &word, 4);
   return true;
 }
 

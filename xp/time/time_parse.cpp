@@ -1,5 +1,6 @@
 // Reading the machine time forms: general time (YYYYMMDDhhmmss with a zone
-// designator) and combined ISO 8601, which is rebuilt as general time.
+// designator) and combined ISO 8601, both taken apart into the same fields
+// in one pass, digits two at a time.
 #include <string.h>
 
 #include "xp/time/xp_time_internal.h"
@@ -14,10 +15,6 @@ constexpr int32_t xt_ceiling[9] = {99, 99, 11, 31, 23, 59, 59, 13, 59};
 
 bool blank(char c) {
   return c == ' ' || c == '\t';
-}
-
-bool digit(char c) {
-  return static_cast<unsigned char>(c) - 48u <= 9;
 }
 
 bool ends_fields(char c) {
@@ -69,133 +66,138 @@ void normalise(int32_t f[7]) {
 // A general-time text taken apart: the fields (month and day 0-based) with
 // any offset already taken off, and whether the text named UTC.
 struct General {
-  int32_t f[7];
-  bool utc;
+  int32_t f[7] = {0, 0, 0, 0, 0, 0, 0};
+  bool utc = false;
 };
 
-// Reads a general-time text; false when it is malformed. Digits are tested
-// by one unsigned comparison each, two at a time.
+// Takes field i with value v (-1: not two digits); false when it is out of
+// range or makes an impossible date with the fields before it.
+bool put_field(int32_t *f, int i, int32_t v) {
+  if (i == kMonth || i == kDay) --v;
+  if (v < 0 || v > xt_ceiling[i]) return false;
+  f[i] = v;
+  if (f[kDay] >= xpt::xt_mdays[f[kMonth]]) return false;
+  if (f[kMonth] == 1 && f[kDay] > 27 && f[kYear] % 4 != 0) return false;
+  return true;
+}
+
+// Takes an offset of hours and minutes (-1: not two digits) ahead of UTC
+// by its sign off the fields.
+bool put_offset(General *g, int sign, int32_t hours, int32_t minutes) {
+  if (hours < 0 || minutes < 0 || hours > xt_ceiling[7] || minutes > xt_ceiling[8]) return false;
+  g->utc = true;
+  if (hours || minutes) {
+    g->f[kHour] -= sign * hours;
+    g->f[kMinute] -= sign * minutes;
+    normalise(g->f);
+  }
+  return true;
+}
+
+// Reads a general-time text; false when it is malformed.
 bool read_general(const char *text, General *g) {
   if (!text || !*text) return false;
   const char *p = text;
   while (blank(*p))
     ++p;
-  int32_t *f = g->f;
-  for (int i = 0; i < 7; ++i)
-    f[i] = 0;
   for (int i = kCentury; i <= kSecond; ++i) {
     if (ends_fields(*p)) break;
-    int32_t v = two_digits(p);
-    if (v < 0) return false;
-    if (i == kMonth || i == kDay) --v;
-    if (v < 0 || v > xt_ceiling[i]) return false;
-    f[i] = v;
+    if (!put_field(g->f, i, two_digits(p))) return false;
     p += 2;
-    if (f[kDay] >= xpt::xt_mdays[f[kMonth]]) return false;
-    if (f[kMonth] == 1 && f[kDay] > 27 && f[kYear] % 4 != 0) return false;
   }
-
   // Zone designator.
-  int sign = 0;
-  int32_t off_hours = 0, off_minutes = 0;
   if (*p == 'Z') {
     g->utc = true;
     ++p;
   } else if (*p == 0 || *p == 'L') {
-    g->utc = false;
     if (*p) ++p;
   } else if (*p == '+' || *p == '-') {
-    sign = *p == '+' ? 1 : -1;
-    off_hours = two_digits(p + 1);
-    if (off_hours < 0) return false;
-    off_minutes = two_digits(p + 3);
-    if (off_minutes < 0) return false;
-    if (off_hours > xt_ceiling[7] || off_minutes > xt_ceiling[8]) return false;
-    g->utc = true;
+    if (!put_offset(g, *p == '+' ? 1 : -1, two_digits(p + 1), two_digits(p + 3))) return false;
     p += 5;
   } else {
     return false;
   }
   while (blank(*p))
     ++p;
-  if (*p) return false;
-
-  // A +hhmm text is ahead of UTC by the offset: take it off.
-  if (sign && (off_hours || off_minutes)) {
-    f[kHour] -= sign * off_hours;
-    f[kMinute] -= sign * off_minutes;
-    normalise(f);
-  }
-  return true;
+  return *p == 0;
 }
 
-// The record of a parsed text, without its weekday.
-void record_of(const General &g, xp_dtr *r) {
-  const int32_t *f = g.f;
-  r->year = static_cast<uint16_t>(f[kCentury] * 100 + f[kYear]);
-  r->month = static_cast<uint16_t>(f[kMonth] + 1);
-  r->day = static_cast<uint16_t>(f[kDay] + 1);
-  r->hour = static_cast<uint16_t>(f[kHour]);
-  r->minute = static_cast<uint16_t>(f[kMinute]);
-  r->second = static_cast<uint16_t>(f[kSecond]);
-  r->weekday = 0;
-}
-
-// The value of a general-time text as utc (want_local false) or local
-// time; 0 when it is malformed. A text already in the wanted reckoning
-// needs no weekday and no shift: its record's value is the answer.
-xp_seconds general_value(const char *text, bool want_local) {
-  General g;
-  if (!read_general(text, &g)) return 0;
-  if (g.utc == !want_local) {
-    xp_dtr r;
-    record_of(g, &r);
-    return xp_time_dtrtolocal(&r);
-  }
-  xp_dtr r;
-  if (!xpt::xt_gentimetodtr(text, &r, want_local)) return 0;
-  return xp_time_dtrtolocal(&r);
-}
-
-xp_seconds iso8601(const char *text, bool local) {
-  if (!text) return 0;
-  size_t len = strnlen(text, 64);
-  if (len < 20) return 0;
+// Reads a combined ISO 8601 text (YYYY-MM-DDThh:mm:ss, three fraction
+// digits that are not read, Z or an offset with or without a colon);
+// characters after it are not looked at. False when it is malformed.
+bool read_iso8601(const char *text, General *g) {
+  if (!text) return false;
+  size_t len = strnlen(text, 29);  // no test below looks further
+  if (len < 20) return false;
   if (text[4] != '-' || text[7] != '-' || text[10] != 'T' || text[13] != ':' || text[16] != ':')
-    return 0;
-  char c = text[19];
-  if (c != '+' && c != '-' && c != '.' && c != 'Z') return 0;
-  char g[24];
-  size_t n = 0;
-  static const unsigned char kDigits[14] = {0, 1, 2, 3, 5, 6, 8, 9, 11, 12, 14, 15, 17, 18};
-  for (unsigned char at : kDigits) {
-    if (!digit(text[at])) return 0;
-    g[n++] = text[at];
-  }
+    return false;
+  static const unsigned char kAt[7] = {0, 2, 5, 8, 11, 14, 17};
+  for (int i = kCentury; i <= kSecond; ++i)
+    if (!put_field(g->f, i, two_digits(text + kAt[i]))) return false;
   size_t at = 19;
+  char c = text[at];
   if (c == '.') {
-    // Exactly three fraction digits, not read.
-    if (len < 24) return 0;
+    if (len < 24) return false;
     len -= 4;
     at = 23;
     c = text[at];
-    if (c != '+' && c != '-' && c != 'Z') return 0;
+    if (c == '.') return false;
   }
-  g[n++] = c;
-  if (c != 'Z') {
-    if (len < 24) return 0;
-    g[n++] = text[at + 1];
-    g[n++] = text[at + 2];
-    size_t m = at + 3;
-    if (text[m] == ':') {
-      if (len < 25) return 0;
-      ++m;
+  if (c == 'Z') {
+    g->utc = true;
+    return true;
+  }
+  if ((c != '+' && c != '-') || len < 24) return false;
+  int32_t hours = two_digits(text + at + 1);
+  size_t m = at + 3;
+  if (text[m] == ':') {
+    if (len < 25) return false;
+    ++m;
+  }
+  return put_offset(g, c == '+' ? 1 : -1, hours, two_digits(text + m));
+}
+
+// The record of a parsed text in the wanted reckoning, weekday included.
+void record_of(const General &g, bool want_local, xp_dtr *out) {
+  const int32_t *f = g.f;
+  xp_dtr r;
+  r.year = static_cast<uint16_t>(f[kCentury] * 100 + f[kYear]);
+  r.month = static_cast<uint16_t>(f[kMonth] + 1);
+  r.day = static_cast<uint16_t>(f[kDay] + 1);
+  r.hour = static_cast<uint16_t>(f[kHour]);
+  r.minute = static_cast<uint16_t>(f[kMinute]);
+  r.second = static_cast<uint16_t>(f[kSecond]);
+  r.weekday = 0;
+  fill_weekday(&r);
+  if (g.utc != !want_local) {
+    xp_seconds v = xp_time_dtrtolocal(&r);
+    if (v != XP_TIME_OUT_OF_RANGE) {
+      xp_seconds shifted =
+          g.utc ? xp_time_utctolocal(v) : v - static_cast<xp_seconds>(xp_time_dtrgmto(&r));
+      if (shifted != v) xp_time_localtodtr(shifted, &r);
     }
-    g[n++] = text[m];
-    g[n++] = text[m + 1];
   }
-  g[n] = 0;
-  return general_value(g, local);
+  *out = r;
+}
+
+// The value of a parsed text as utc or local time. A text already in the
+// wanted reckoning needs neither weekday nor shift: the value of its
+// fields is the answer.
+xp_seconds value_of(const General &g, bool want_local) {
+  xp_dtr r;
+  if (g.utc == !want_local) {
+    const int32_t *f = g.f;
+    r.year = static_cast<uint16_t>(f[kCentury] * 100 + f[kYear]);
+    r.month = static_cast<uint16_t>(f[kMonth] + 1);
+    r.day = static_cast<uint16_t>(f[kDay] + 1);
+    r.hour = static_cast<uint16_t>(f[kHour]);
+    r.minute = static_cast<uint16_t>(f[kMinute]);
+    r.second = static_cast<uint16_t>(f[kSecond]);
+    r.weekday = 0;
+  } else {
+    record_of(g, want_local, &r);
+  }
+  return xp_time_dtrtolocal(&r);
 }
 
 }  // namespace
@@ -205,20 +207,7 @@ namespace xpt {
 int xt_gentimetodtr(const char *text, xp_dtr *out, int want_local) {
   General g;
   if (!out || !read_general(text, &g)) return 0;
-  xp_dtr r;
-  record_of(g, &r);
-  fill_weekday(&r);
-  if (g.utc == !want_local) {
-    *out = r;
-    return 1;
-  }
-  xp_seconds v = xp_time_dtrtolocal(&r);
-  if (v != XP_TIME_OUT_OF_RANGE) {
-    xp_seconds shifted =
-        g.utc ? xp_time_utctolocal(v) : v - static_cast<xp_seconds>(xp_time_dtrgmto(&r));
-    if (shifted != v) xp_time_localtodtr(shifted, &r);
-  }
-  *out = r;
+  record_of(g, want_local != 0, out);
   return 1;
 }
 
@@ -231,19 +220,23 @@ int xp_time_generaltimetodtr(const char *text, xp_dtr *dtr) {
 }
 
 xp_seconds xp_time_generaltimetoutc(const char *text) {
-  return general_value(text, false);
+  General g;
+  return read_general(text, &g) ? value_of(g, false) : 0;
 }
 
 xp_seconds xp_time_generaltimetolocal(const char *text) {
-  return general_value(text, true);
+  General g;
+  return read_general(text, &g) ? value_of(g, true) : 0;
 }
 
 xp_seconds xp_time_iso8601combinedtoutc(const char *text) {
-  return iso8601(text, false);
+  General g;
+  return read_iso8601(text, &g) ? value_of(g, false) : 0;
 }
 
 xp_seconds xp_time_iso8601combinedtolocal(const char *text) {
-  return iso8601(text, true);
+  General g;
+  return read_iso8601(text, &g) ? value_of(g, true) : 0;
 }
 
 }  // extern "C"
