@@ -17,8 +17,17 @@ bool blank(char c) {
   return c == ' ' || c == '\t';
 }
 
-bool ends_fields(char c) {
-  return c == 0 || c == '+' || c == '-' || c == 'L' || c == 'Z';
+inline bool ends_fields(char c) {
+  switch (c) {
+    case 0:
+    case '+':
+    case '-':
+    case 'L':
+    case 'Z':
+      return true;
+    default:
+      return false;
+  }
 }
 
 // Two decimal digits at p, or -1 when either is not a digit.
@@ -71,14 +80,19 @@ struct General {
 };
 
 // Takes field i with value v (-1: not two digits); false when it is out of
-// range or makes an impossible date with the fields before it.
-bool put_field(int32_t *f, int i, int32_t v) {
+// range.
+inline bool put_field(int32_t *f, int i, int32_t v) {
   if (i == kMonth || i == kDay) --v;
   if (v < 0 || v > xt_ceiling[i]) return false;
   f[i] = v;
-  if (f[kDay] >= xpt::xt_mdays[f[kMonth]]) return false;
-  if (f[kMonth] == 1 && f[kDay] > 27 && f[kYear] % 4 != 0) return false;
   return true;
+}
+
+// Whether the day exists in its month (every fourth two-digit year is a
+// leap year). Fields not read are 0, which always passes.
+inline bool date_ok(const int32_t *f) {
+  if (f[kDay] >= xpt::xt_mdays[f[kMonth]]) return false;
+  return !(f[kMonth] == 1 && f[kDay] > 27 && f[kYear] % 4 != 0);
 }
 
 // Takes an offset of hours and minutes (-1: not two digits) ahead of UTC
@@ -105,6 +119,7 @@ bool read_general(const char *text, General *g) {
     if (!put_field(g->f, i, two_digits(p))) return false;
     p += 2;
   }
+  if (!date_ok(g->f)) return false;
   // Zone designator.
   if (*p == 'Z') {
     g->utc = true;
@@ -134,6 +149,7 @@ bool read_iso8601(const char *text, General *g) {
   static const unsigned char kAt[7] = {0, 2, 5, 8, 11, 14, 17};
   for (int i = kCentury; i <= kSecond; ++i)
     if (!put_field(g->f, i, two_digits(text + kAt[i]))) return false;
+  if (!date_ok(g->f)) return false;
   size_t at = 19;
   char c = text[at];
   if (c == '.') {
