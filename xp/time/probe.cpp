@@ -25,14 +25,10 @@ inline bool agree(long a, long b) {
   return (a != 0) == (b != 0);
 }
 
-// A coarse index of the last tables searched: for each stretch of 2^22
-// seconds (about 48 days) from the first sample on, the last segment that
-// started at or before the stretch's beginning. Starts only ever move
-// earlier while a table lives, so an entry stays a lower bound of the
-// segment sought and at most a step or two up finds it. Used with the zone
-// lock held, like the tables.
-constexpr unsigned kIndexShift = 22;
-constexpr size_t kIndexSize = ((xp_seconds{0xffffffffUL} - kSampleFirst) >> kIndexShift) + 1;
+// A coarse index of the last tables searched (see kIndexShift). Starts only
+// ever move earlier while a table lives, so an entry stays a lower bound of
+// the segment sought and at most a step or two up finds it. Used with the
+// zone lock held, like the tables.
 static_assert(kTableSegments <= 256, "an index entry is one byte");
 
 struct Index {
@@ -67,6 +63,7 @@ inline const uint8_t *index_of(const xt_table *t) {
 [[gnu::noinline]] long narrow_gap(xt_table *t, long i, xp_seconds v, raw_fn raw) {
   xp_seconds mid = seg_end(t, i) + ((seg_start(t, i + 1) - seg_end(t, i)) >> 1);
   long amount = raw(mid);
+  zone_changed();
   if (agree(amount, seg_amount(t, i))) {
     seg_end(t, i) = mid;
     if (mid >= v) return seg_amount(t, i);
@@ -75,6 +72,7 @@ inline const uint8_t *index_of(const xt_table *t) {
     if (mid <= v) return seg_amount(t, i + 1);
   }
   amount = raw(v);
+  zone_changed();
   if (agree(amount, seg_amount(t, i)))
     seg_end(t, i) = v;
   else
@@ -126,25 +124,16 @@ xt_table *table_build(raw_fn raw, bool observes_dst) {
   return t;
 }
 
+const uint8_t *table_index(const xt_table *t) {
+  return index_of(t);
+}
+
 long table_lookup(xt_table *t, xp_seconds v, raw_fn raw) {
   long n = t->count;
-  xp_seconds first = seg_start(t, 0), last = seg_end(t, n - 1);
-  if (v < first || v > last) return raw(v);
-
-  // Start from the index entry of v's stretch (0 before the first sample)
-  // and step up to the last segment that starts at or before v. The step
-  // is usually one or none, taken without a branch.
-  long i = 0;
-  if (n > 1 && v >= kSampleFirst) {
-    xp_seconds b = (v - kSampleFirst) >> kIndexShift;
-    i = index_of(t)[b < kIndexSize ? b : kIndexSize - 1];
-    long up = i + 1 < n ? i + 1 : i;
-    i += static_cast<long>(up != i) & static_cast<long>(seg_start(t, up) <= v);
-    while (i + 1 < n && seg_start(t, i + 1) <= v)
-      ++i;
-  }
-  if (v <= seg_end(t, i)) return seg_amount(t, i);
-  return narrow_gap(t, i, v, raw);
+  if (v < seg_start(t, 0) || v > seg_end(t, n - 1)) return raw(v);
+  long i = table_find(t, n > 1 ? index_of(t) : nullptr, v);
+  if (i >= 0) return seg_amount(t, i);
+  return narrow_gap(t, -2 - i, v, raw);
 }
 
 }  // namespace xpt

@@ -45,8 +45,9 @@ struct Locked {
 // Daylight-saving interval table: segments of time values (start, end) in
 // ascending order, in which the amount is known. Segment i has value_even or
 // value_odd by the parity of i; between the end of one segment and the start
-// of the next the amount changes once, at a point not yet found.
-constexpr long kTableSegments = 128;
+// of the next the amount changes once, at a point not yet found. Room for a
+// zone that switches twice a year from 1970 to 2037 (137 segments).
+constexpr long kTableSegments = 256;
 struct xt_table {
   long count;
   long value_even;
@@ -69,6 +70,50 @@ xt_table *table_build(raw_fn raw, bool observes_dst);
 // The amount at t from the table, narrowing the gap around t on a miss (at
 // most two raw queries); values outside the table are asked of raw directly.
 long table_lookup(xt_table *table, xp_seconds t, raw_fn raw);
+
+// The coarse index of a table: for each stretch of 2^22 seconds (about 48
+// days) from the first sample on, the last segment that started at or
+// before the stretch's beginning (probe.cpp).
+constexpr unsigned kIndexShift = 22;
+constexpr size_t kIndexSize = ((xp_seconds{0xffffffffUL} - kSampleFirst) >> kIndexShift) + 1;
+
+// The segment of t holding v, found from the index: its number; -1 when v
+// lies outside the table; -2 - i when it lies in the gap after segment i.
+inline long table_find(const xt_table *t, const uint8_t *index, xp_seconds v) {
+  long n = t->count;
+  if (v < t->seg[0] || v > t->seg[2 * n - 1]) return -1;
+  // Start from the index entry of v's stretch (0 before the first sample)
+  // and step up to the last segment that starts at or before v. The step
+  // is usually one or none, taken without a branch.
+  long i = 0;
+  if (n > 1 && v >= kSampleFirst) {
+    xp_seconds b = (v - kSampleFirst) >> kIndexShift;
+    i = index[b < kIndexSize ? b : kIndexSize - 1];
+    long up = i + 1 < n ? i + 1 : i;
+    i += static_cast<long>(up != i) & static_cast<long>(t->seg[2 * up] <= v);
+    while (i + 1 < n && t->seg[2 * (i + 1)] <= v)
+      ++i;
+  }
+  return v <= t->seg[2 * i + 1] ? i : -2 - i;
+}
+// The index of a table (built on first use); with the lock held.
+const uint8_t *table_index(const xt_table *t);
+
+// Bumped, with the lock held, whenever the cached zone state changes: the
+// offset or flag of the current second, either table or its segments. A
+// copy of that state taken at one count stays exact while it holds.
+extern std::atomic<unsigned long> g_zone_version;
+inline void zone_changed() {
+  g_zone_version.store(g_zone_version.load(std::memory_order_relaxed) + 1,
+                       std::memory_order_release);
+}
+
+// utc to local through this thread's copy of the zone state, taken at the
+// second `now` by an earlier conversion: false when there is none for this
+// second and version, or the value needs the table's gap or the system.
+bool utctolocal_copied(xp_seconds utc, time_t now, xp_seconds *local);
+// utc to local (the lock held), refreshing this thread's copy.
+xp_seconds utctolocal_copying_locked(xp_seconds utc, time_t now);
 
 // The cached lookup: builds the table on first use (settling the zone's
 // daylight-saving observance first), drops it for t == 0.

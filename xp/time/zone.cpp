@@ -8,6 +8,8 @@
 #include <sched.h>
 #include <sys/time.h>
 
+#include <cstring>
+
 #include "xp/time/xp_time_internal.h"
 
 namespace xpt {
@@ -35,6 +37,11 @@ signed char xt_dst_hemisphere = 0;
 // rebuilt after an offset change: the offset is then not read again, so no
 // nested call can drop a table that an outer one is using.
 int xt_busy = 0;
+
+void set_dst(unsigned char dst) {
+  if (dst != xt_lastdst) zone_changed();
+  xt_lastdst = dst;
+}
 
 // The daylight-saving amount at a POSIX instant, asked of the system.
 long isdst_at(long long posix) {
@@ -120,12 +127,13 @@ long gmto_locked(time_t now) {
   // The flag of the same second comes from the same reading, so that the
   // standard offset (offset minus flag) never mixes two zones' rules.
   xt_lastdstcheck = now;
-  xt_lastdst = tm.tm_isdst > 0 ? 1 : 0;
+  set_dst(tm.tm_isdst > 0 ? 1 : 0);
   if (tm.tm_gmtoff == xt_lastgmto) return xt_lastgmto;
   // The offset changed (first use outside UTC, another zone, or a switch):
   // both tables describe the old rules. Drop them and build the local one
   // again at once.
   xt_lastgmto = tm.tm_gmtoff;
+  zone_changed();
   xp_free(xt_local_probe);
   xt_local_probe = nullptr;
   xp_free(xt_utc_probe);
@@ -142,7 +150,7 @@ long dst_locked(time_t now) {
   if (now != xt_lastdstcheck) {
     xt_lastdstcheck = now;
     struct tm tm;
-    xt_lastdst = local_now(now, &tm) && tm.tm_isdst > 0 ? 1 : 0;
+    set_dst(local_now(now, &tm) && tm.tm_isdst > 0 ? 1 : 0);
   }
   return xt_lastdst ? XP_TIME_DST_AMOUNT : 0;
 }
@@ -180,6 +188,7 @@ long xt_gmto_probe_locked(xp_seconds t, xt_table **table, raw_fn raw) {
   if (t == 0) {
     xp_free(*table);
     *table = nullptr;
+    zone_changed();
     amount = raw(0);
   } else {
     if (!*table) {
@@ -191,6 +200,7 @@ long xt_gmto_probe_locked(xp_seconds t, xt_table **table, raw_fn raw) {
           xt_dst_bias = 0;
       }
       *table = table_build(raw, xt_dst_bias != 0);
+      zone_changed();
     }
     amount = *table ? table_lookup(*table, t, raw) : raw(t);
   }
@@ -216,6 +226,56 @@ xp_seconds utctolocal_locked(xp_seconds utc, time_t now) {
   xp_seconds local = utc + static_cast<xp_seconds>(gmto_locked(now));
   return local + static_cast<xp_seconds>(localdst_locked(local)) -
          static_cast<xp_seconds>(dst_locked(now));
+}
+
+std::atomic<unsigned long> g_zone_version{1};
+
+namespace {
+
+// This thread's copy of what a conversion of utc to local reads: the offset
+// and flag of one second and the local table with its index. A version of
+// 0 marks no copy.
+struct ZoneCopy {
+  unsigned long version;
+  time_t second;
+  long gmto;
+  long dst_now;
+  uint8_t index[kIndexSize];
+  alignas(xt_table) unsigned char table[sizeof(xt_table) + 2 * kTableSegments * sizeof(xp_seconds)];
+  const xt_table *copied() const { return reinterpret_cast<const xt_table *>(table); }
+};
+thread_local ZoneCopy t_copy;
+
+}  // namespace
+
+bool utctolocal_copied(xp_seconds utc, time_t now, xp_seconds *local) {
+  ZoneCopy &c = t_copy;
+  if (c.second != now || c.version != g_zone_version.load(std::memory_order_acquire)) return false;
+  xp_seconds l = utc + static_cast<xp_seconds>(c.gmto);
+  const xt_table *t = c.copied();
+  long i = table_find(t, c.index, l);
+  if (i < 0 || l == 0) return false;
+  long amount = (i & 1) ? t->value_odd : t->value_even;
+  *local = l + static_cast<xp_seconds>(amount) - static_cast<xp_seconds>(c.dst_now);
+  return true;
+}
+
+xp_seconds utctolocal_copying_locked(xp_seconds utc, time_t now) {
+  xp_seconds local = utctolocal_locked(utc, now);
+  ZoneCopy &c = t_copy;
+  const xt_table *t = xt_local_probe;
+  // Only a settled second is copied: its offset and flag were read for it.
+  if (!t || xt_lastgmtocheck != now || xt_lastdstcheck != now) return local;
+  unsigned long version = g_zone_version.load(std::memory_order_relaxed);
+  if (c.version == version && c.second == now) return local;
+  c.version = 0;
+  c.second = now;
+  c.gmto = xt_lastgmto;
+  c.dst_now = xt_lastdst ? XP_TIME_DST_AMOUNT : 0;
+  std::memcpy(c.table, t, sizeof(xt_table) + 2 * static_cast<size_t>(t->count) * sizeof(xp_seconds));
+  if (t->count > 1) std::memcpy(c.index, table_index(t), kIndexSize);
+  c.version = version;
+  return local;
 }
 
 bool now_record(xp_dtr *dtr) {
