@@ -127,7 +127,9 @@ bool read_general(const char *text, General *g) {
   } else if (*p == 0 || *p == 'L') {
     if (*p) ++p;
   } else if (*p == '+' || *p == '-') {
-    if (!put_offset(g, *p == '+' ? 1 : -1, two_digits(p + 1), two_digits(p + 3))) return false;
+    // The minutes are read only after whole hours: a short text ends there.
+    int32_t hours = two_digits(p + 1);
+    if (hours < 0 || !put_offset(g, *p == '+' ? 1 : -1, hours, two_digits(p + 3))) return false;
     p += 5;
   } else {
     return false;
