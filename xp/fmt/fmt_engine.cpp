@@ -37,22 +37,6 @@ struct Field {
   size_t patlen = 0;
 };
 
-// Copies n <= 24 bytes in at most three overlapping words, never writing
-// past dst + n.
-inline void copy_short(char *dst, const char *src, size_t n) {
-  if (n >= 8) {
-    memcpy(dst, src, 8);
-    if (n > 16) memcpy(dst + 8, src + 8, 8);
-    memcpy(dst + n - 8, src + n - 8, 8);
-  } else if (n >= 4) {
-    memcpy(dst, src, 4);
-    memcpy(dst + n - 4, src + n - 4, 4);
-  } else {
-    for (size_t i = 0; i < n; i++)
-      dst[i] = src[i];
-  }
-}
-
 inline bool is_digit(char c) {
   return c >= '0' && c <= '9';
 }
@@ -528,7 +512,7 @@ size_t engine(char *buf, size_t size, const char *format, va_list &ap, Start sta
         size_t n = (size_t)(end - first);
         if (buf) {
           if (n > cap - total) n = cap - total;
-          copy_short(buf + total, first, n);
+          xpf::copy_short(buf + total, first, n);
         }
         total += n;
         p++;
@@ -553,7 +537,14 @@ size_t engine(char *buf, size_t size, const char *format, va_list &ap, Start sta
       }
     }
     Field s;
-    if (!parse(p, a, s)) break;
+    if (p[0] == '.' && is_digit(p[1]) && p[2] == 'f' && p[3] != '{') {
+      // %.Nf: a one-digit precision needs no parsing.
+      s.precision = s.limit = (size_t)(p[1] - '0');
+      s.conv = 'f';
+      p += 3;
+    } else if (!parse(p, a, s)) {
+      break;
+    }
     size_t n = directive(buf ? buf + total : nullptr, cap - total, s, a);
     total += n;
   }

@@ -20,6 +20,10 @@ inline double split(double q, double *ip) {
   return q - i;
 }
 
+// A fraction of a value of 1 or more in units of 2^-52.
+constexpr double kUnit = 4503599627370496.0;  // 2^52
+constexpr uint64_t kUnitMask = (uint64_t{1} << 52) - 1;
+
 // Integer parts below this have their digits written exactly (see start).
 constexpr double kExactInteger = 1099511627776.0;  // 2^40
 
@@ -32,6 +36,10 @@ struct Digits {
   int n = 0;       // digits produced so far
   double f = 0.0;  // fraction still to be turned into digits
   int e = 0;
+  // With an integer part of 1 or more the fraction is a whole number of
+  // 2^-52 units, and `units` holds it as such (see need).
+  bool fixed = false;
+  uint64_t units = 0;
 
   // Returns the exponent E, or XPF_DIGITS_HUGE.
   int start(double value) {
@@ -48,7 +56,9 @@ struct Digits {
       char tmp[24];
       char *first = xpf::decimal_digits(tmp + sizeof tmp, (uint64_t)ip);
       n = e = (int)(tmp + sizeof tmp - first);
-      memcpy(d + 1, first, (size_t)n);
+      xpf::copy_short(d + 1, first, (size_t)n);
+      fixed = true;
+      units = (uint64_t)(f * kUnit);
     } else if (ip != 0.0) {
       char tmp[XPF_NDIGITS];
       int k = XPF_NDIGITS;
@@ -86,6 +96,25 @@ struct Digits {
   // Makes sure that the first `count` digits exist (count up to 80).
   void need(int count) {
     if (count > XPF_NDIGITS) count = XPF_NDIGITS;
+    // The same steps in integers: f * 10.0 is the exact product 10 * units
+    // rounded to 53 significant bits, to nearest with ties to even, as the
+    // processor rounds it; its integer part is the digit and taking that
+    // off is exact. Shorter to wait for than the conversions to and from
+    // floating point.
+    if (fixed) {
+      while (n < count) {
+        uint64_t p = units * 10;  // below 10 * 2^52
+        if (p >> 53) {
+          int s = 11 - __builtin_clzll(p);  // 1 to 3 bits beyond 53
+          uint64_t q = p >> s, rest = p & ((uint64_t{1} << s) - 1), half = uint64_t{1} << (s - 1);
+          q += rest > half || (rest == half && (q & 1));
+          p = q << s;
+        }
+        d[++n] = (char)('0' + (p >> 52));
+        units = p & (kUnitMask);
+      }
+      return;
+    }
     while (n < count) {
       f *= 10.0;
       int digit = (int)f;
@@ -237,19 +266,19 @@ size_t xpf_fcvt(uint32_t flags, size_t precision, char *buf, size_t room, double
   char text[256];
   char *o = len <= room ? buf : text;
   char *q = o;
-  memcpy(q, sign, sl);
+  xpf::copy_upto16(q, sign, sl);
   q += sl;
   if (ee >= 1)
-    memcpy(q, s, il);
+    xpf::copy_short(q, s, il);
   else
     *q = '0';
   q += il;
   if (point) {
-    memcpy(q, dec, dl);
+    xpf::copy_upto16(q, dec, dl);
     q += dl;
     size_t z = zeros < fl ? zeros : fl;
     memset(q, '0', z);
-    memcpy(q + z, s + (ee > 0 ? ee : 0), fl - z);
+    xpf::copy_short(q + z, s + (ee > 0 ? ee : 0), fl - z);
   }
   if (o == buf) return len;
   memcpy(buf, text, room);

@@ -56,7 +56,7 @@ size_t locale_text(Text which, char *out16) {
   }
   if (n < 0) n = 0;
   if (n > 16) n = 16;
-  memcpy(out16, tmp, (size_t)n);
+  xpf::copy_upto16(out16, tmp, (size_t)n);
   return (size_t)n;
 }
 

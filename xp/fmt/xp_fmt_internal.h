@@ -54,6 +54,29 @@ struct DigitPairs {
 };
 inline constexpr DigitPairs kDigitPairs{};
 
+// Copies n <= 16 bytes in at most two overlapping words, never writing
+// past dst + n (no library call for the short pieces of a number).
+inline void copy_upto16(char *dst, const char *src, size_t n) {
+  if (n >= 8) {
+    __builtin_memcpy(dst, src, 8);
+    __builtin_memcpy(dst + n - 8, src + n - 8, 8);
+  } else if (n >= 4) {
+    __builtin_memcpy(dst, src, 4);
+    __builtin_memcpy(dst + n - 4, src + n - 4, 4);
+  } else {
+    for (size_t i = 0; i < n; i++)
+      dst[i] = src[i];
+  }
+}
+
+// The same for any n: longer copies go to memcpy.
+inline void copy_short(char *dst, const char *src, size_t n) {
+  if (n > 16)
+    __builtin_memcpy(dst, src, n);
+  else
+    copy_upto16(dst, src, n);
+}
+
 // Decimal digits of v ending at `end`; returns their start.
 inline char *decimal_digits(char *end, uint64_t v) {
   char *p = end;
