@@ -11,22 +11,21 @@
 #include <benchmark/benchmark.h>
 #include <msgpack.h>
 
-#include <chrono>
 #include <cstring>
 #include <vector>
 
+#include "bench/side_by_side.h"
 #include "xp/ntld/xp_ntld.h"
 #include "xp/str/xp_str.h"
 
 namespace {
 
-using Clock = std::chrono::steady_clock;
-
+// On this thread's processor clock (the machine may be shared).
 template <class F>
 double seconds(F &&f) {
-  auto t0 = Clock::now();
+  double t0 = bench::thread_ns();
   f();
-  return std::chrono::duration<double>(Clock::now() - t0).count();
+  return (bench::thread_ns() - t0) * 1e-9;
 }
 
 constexpr int kLongs = 100000;

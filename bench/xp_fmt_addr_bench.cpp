@@ -4,33 +4,32 @@
 #include <arpa/inet.h>
 #include <benchmark/benchmark.h>
 
-#include <chrono>
 #include <cstdio>
 #include <cstdlib>
 #include <random>
 #include <string>
 #include <vector>
 
+#include "bench/side_by_side.h"
 #include "xp/fmt/xp_fmt.h"
 
 namespace {
 
-using Clock = std::chrono::steady_clock;
-
-// Runs both over the whole input set each iteration and reports the ratio.
+// Runs both over the whole input set each iteration, on this thread's
+// processor clock, and reports the ratio.
 template <class Xp, class Peer>
 void side_by_side(benchmark::State &state, size_t n, Xp xp, Peer peer) {
   double xp_ns = 0, peer_ns = 0;
   for (auto _ : state) {
-    auto t0 = Clock::now();
+    double t0 = bench::thread_ns();
     for (size_t i = 0; i < n; ++i)
       xp(i);
-    auto t1 = Clock::now();
+    double t1 = bench::thread_ns();
     for (size_t i = 0; i < n; ++i)
       peer(i);
-    auto t2 = Clock::now();
-    xp_ns += std::chrono::duration<double, std::nano>(t1 - t0).count();
-    peer_ns += std::chrono::duration<double, std::nano>(t2 - t1).count();
+    double t2 = bench::thread_ns();
+    xp_ns += t1 - t0;
+    peer_ns += t2 - t1;
   }
   double calls = static_cast<double>(state.iterations()) * static_cast<double>(n);
   state.counters["xp_ns"] = xp_ns / calls;

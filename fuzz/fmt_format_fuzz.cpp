@@ -7,6 +7,7 @@
 #include <stdlib.h>
 #include <string.h>
 
+#include "fuzz/fuzz_util.h"
 #include "xp/fmt/xp_fmt.h"
 
 #define A4(i) v[i], v[i + 1], v[i + 2], v[i + 3]
@@ -66,5 +67,17 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size) {
   }
   if (n > measured) abort();
   free(buf);
+
+  // The same bytes as a counted text take exactly their count, zero bytes
+  // included (nothing past it is read); as a terminated text they stop at
+  // the first zero byte.
+  char *text = fuzz::exact_copy(data, size);
+  char out[kMaxFormat + 2];
+  size_t k = xp_fmt_format(out, sizeof out, "%.*s|", (int)size, text);
+  fuzz::check(k == size + 1 && memcmp(out, text, size) == 0 && out[size] == '|');
+  fuzz::check(xp_fmt_format(nullptr, 0, "%*s", (int)size, text) == size);
+  k = xp_fmt_format(out, sizeof out, "%s", format);
+  fuzz::check(k == strlen(format) && memcmp(out, format, k) == 0);
+  free(text);
   return 0;
 }

@@ -53,11 +53,15 @@ void wide(const uint8_t *data, size_t size) {
   if (!s) return;
   check(std::string(xp_str_getptr(s), static_cast<size_t>(xp_str_length(s))) == expect);
   check(xp_str_getptr(s)[xp_str_length(s)] == 0);
-  check(xps::utf8_size_vector(host.data() + from, n - from, swap) == expect.size());
-  for (int path = 0; path < 3; path++) {
+  // Every kernel this processor runs, into a block of exactly the size.
+  size_t count;
+  const xps::WideKernel *const *kernels = xps::wide_kernels(&count);
+  auto *p = reinterpret_cast<const unsigned char *>(host.data() + from);
+  for (size_t k = 0; k < count; k++) {
+    check(kernels[k]->size(p, n - from, swap) == expect.size());
     std::vector<char> out(expect.size());
-    if (xps::utf8_encode(path, host.data() + from, n - from, swap, out.data(), out.size()))
-      check(std::string(out.begin(), out.end()) == expect);
+    kernels[k]->encode(p, n - from, swap, out.data(), out.size());
+    check(std::string(out.begin(), out.end()) == expect);
   }
   // Every unit comes back, big-endian.
   std::vector<uint16_t> back(units.size());

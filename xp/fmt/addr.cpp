@@ -119,6 +119,35 @@ void read_netnode_hex(unsigned char *out, size_t room, const char *text, size_t 
   xp_fmt_getdata(out + n, room - n, node, 12);
 }
 
+// The usual IPv4 text, four fields of one to three digits joined by dots
+// and nothing else, in one pass: the general reader would give the same
+// bytes. False for anything else.
+bool dotted_quad(const unsigned char *p, const unsigned char *end, unsigned char out[4]) {
+  if (end - p < 7 || end - p > 15) return false;
+  // The bytes gather in a register (in memory order), stored once.
+  uint32_t word = 0;
+  for (int i = 0;; ++i) {
+    unsigned v = xpf::scan::decimal_value(*p);
+    if (v > 9) return false;
+    ++p;
+    for (int k = 0; k < 2 && p < end; ++k) {
+      unsigned d = xpf::scan::decimal_value(*p);
+      if (d > 9) break;
+      v = v * 10 + d;
+      ++p;
+    }
+    int shift = __BYTE_ORDER__ == __ORDER_LITTLE_ENDIAN__ ? 8 * i : 24 - 8 * i;
+    word |= (v & 0xFFu) << shift;
+    if (i == 3) break;
+    if (p == end || *p != '.') return false;
+    ++p;
+    if (p == end) return false;
+  }
+  if (p != end) return false;
+  std::memcpy(out, &word, 4);
+  return true;
+}
+
 }  // namespace
 
 extern "C" {
@@ -171,6 +200,9 @@ int xp_fmt_getaddr(void *out, intptr_t size, const char *text, intptr_t length) 
   if (len == 0) return -1;
   auto *dst = static_cast<unsigned char *>(out);
   size_t room = dst && size > 0 ? static_cast<size_t>(size) : 0;
+  if (room >= 4 && dotted_quad(reinterpret_cast<const unsigned char *>(text),
+                               reinterpret_cast<const unsigned char *>(end), dst))
+    return XP_ADDR_IPV4;
 
   if (len == 23 && text[0] == '0' && text[1] == 'x' && text[10] == '/' && text[11] == '0' &&
       text[12] == 'x') {

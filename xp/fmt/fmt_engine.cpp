@@ -345,8 +345,9 @@ size_t produce(char *out, size_t room, Field &s, Args &a, size_t *bound) {
     case kPointerClass + 's': {
       const char *t = va_arg(*a.ap, const char *);
       if (!t) return 0;
-      // A count from '*' or '.*' gives the length, but a zero-terminated
-      // text is never read past its end.
+      // A count from '*' or '.*' is the length: exactly that many bytes
+      // are taken, zero bytes among them; the caller vouches for them. A
+      // 16-bit text still ends at a zero unit within its count.
       intptr_t len = s.count;
       if (flags & XPF_LONG) {
         const auto *w = (const uint16_t *)t;
@@ -358,7 +359,6 @@ size_t produce(char *out, size_t room, Field &s, Args &a, size_t *bound) {
         }
         return (size_t)xpf_wstr(out, (intptr_t)lim, w, len, flags, s.width);
       }
-      if (len >= 0) len = (intptr_t)strnlen(t, (size_t)len);
       return xpf_str(out, lim, t, len, flags, s.width);
     }
     case 'S':
@@ -490,8 +490,61 @@ size_t engine(char *buf, size_t size, const char *format, va_list &ap, Start sta
       for (size_t i = 1; i < n; i++)
         (void)va_arg(*a.ap, intptr_t);
     }
+    // The bare directives %d, %i, %u and %s (no flags, width, precision,
+    // modifier or braces) go straight to their text; the general path
+    // below would give the same bytes.
+    if (p[1] != '{') {
+      const char c = *p;
+      if (c == 'd' || c == 'i' || c == 'u') {
+        uint64_t v;
+        bool minus = false;
+        if (c == 'u') {
+          v = va_arg(*a.ap, unsigned int);
+        } else {
+          int i = va_arg(*a.ap, int);
+          minus = i < 0;
+          v = minus ? 0 - (uint64_t)(int64_t)i : (uint64_t)i;
+        }
+        char text[24];
+        char *end = text + sizeof text;
+        char *first = xpf::decimal_digits(end, v);
+        if (minus) *--first = '-';
+        size_t n = (size_t)(end - first);
+        if (buf) {
+          if (n > cap - total) n = cap - total;
+          xpf::copy_short(buf + total, first, n);
+        }
+        total += n;
+        p++;
+        continue;
+      }
+      if (c == 's') {
+        const char *t = va_arg(*a.ap, const char *);
+        p++;
+        if (!t) continue;
+        if (!buf) {
+          total += strlen(t);
+          continue;
+        }
+        char *o = buf + total;
+        size_t room = cap - total, n = 0;
+        while (n < room && t[n]) {
+          o[n] = t[n];
+          n++;
+        }
+        total += n;
+        continue;
+      }
+    }
     Field s;
-    if (!parse(p, a, s)) break;
+    if (p[0] == '.' && is_digit(p[1]) && p[2] == 'f' && p[3] != '{') {
+      // %.Nf: a one-digit precision needs no parsing.
+      s.precision = s.limit = (size_t)(p[1] - '0');
+      s.conv = 'f';
+      p += 3;
+    } else if (!parse(p, a, s)) {
+      break;
+    }
     size_t n = directive(buf ? buf + total : nullptr, cap - total, s, a);
     total += n;
   }

@@ -52,8 +52,20 @@ TEST(FmtGrammar, PositionsFlagsWidthsAndPrecision) {
   EXPECT_FMT("42   |5|+1.0| 1.0", "%-05d|%+ d|%+ .1f|% .1f", 42, 5, 1.0, 1.0);
   // A '*' width on a text is also its count; a negative one left-justifies.
   static const uint16_t w[] = {'a', 'b', 0};
-  EXPECT_FMT("ab|      abc|  ab|a|7    |", "%*s|%*s|%*ls|%.*ls|%*d|", 2, "abc", 9, "abc", 4, w, 1,
-             w, -5, 7);
+  EXPECT_FMT("ab|abcdefghi|  ab|a|7    |", "%*s|%*s|%*ls|%.*ls|%*d|", 2, "abc", 9, "abcdefghijk",
+             4, w, 1, w, -5, 7);
+  // A counted text takes exactly its count of bytes, zero bytes included,
+  // written and measured alike; a precision alone still stops at the zero.
+  char out[16];
+  for (const char *f : {"%*s|", "%.*s|", "%*.*s|"}) {
+    bool both = f[2] == '.';
+    size_t n = both ? xp_fmt_format(out, sizeof out, f, 5, 5, "ab\0cdef")
+                    : xp_fmt_format(out, sizeof out, f, 5, "ab\0cdef");
+    EXPECT_EQ(std::string("ab\0cd|", 6), std::string(out, n)) << f;
+    EXPECT_EQ(n, both ? xp_fmt_format(nullptr, 0, f, 5, 5, "ab\0cdef")
+                      : xp_fmt_format(nullptr, 0, f, 5, "ab\0cdef"));
+  }
+  EXPECT_FMT("ab|", "%.5s|", "ab\0cdef");
   // Precision limits the output of every non-floating directive.
   // A '.*' count of 0 prints nothing; a negative one counts as none.
   EXPECT_FMT("a|12|-1||  |abcdef||", "%*.*s|%.2d|%.2d|%.0d|%10.2s|%.*s|%.*s|", 1, 2, "abc", 12345,

@@ -20,6 +20,13 @@ inline double split(double q, double *ip) {
   return q - i;
 }
 
+// A fraction of a value of 1 or more in units of 2^-52.
+constexpr double kUnit = 4503599627370496.0;  // 2^52
+constexpr uint64_t kUnitMask = (uint64_t{1} << 52) - 1;
+
+// Integer parts below this have their digits written exactly (see start).
+constexpr double kExactInteger = 1099511627776.0;  // 2^40
+
 // The digit string, produced lazily: the integer part at once, fraction
 // digits as they are asked for. d[0] is a spare slot for a rounding carry
 // out of the first digit; the digits proper are d[1..80], and d[81..82]
@@ -29,6 +36,10 @@ struct Digits {
   int n = 0;       // digits produced so far
   double f = 0.0;  // fraction still to be turned into digits
   int e = 0;
+  // With an integer part of 1 or more the fraction is a whole number of
+  // 2^-52 units, and `units` holds it as such (see need).
+  bool fixed = false;
+  uint64_t units = 0;
 
   // Returns the exponent E, or XPF_DIGITS_HUGE.
   int start(double value) {
@@ -38,7 +49,17 @@ struct Digits {
     d[0] = '0';
     d[XPF_NDIGITS + 1] = '0';
     d[XPF_NDIGITS + 2] = '0';
-    if (ip != 0.0) {
+    if (ip != 0.0 && ip < kExactInteger) {
+      // Below 2^40 a division by ten in the loop that follows is off by at
+      // most 2^-17, far inside its nudge, so that loop gives the integer's
+      // own digits: write them with integer arithmetic, two at a time.
+      char tmp[24];
+      char *first = xpf::decimal_digits(tmp + sizeof tmp, (uint64_t)ip);
+      n = e = (int)(tmp + sizeof tmp - first);
+      xpf::copy_short(d + 1, first, (size_t)n);
+      fixed = true;
+      units = (uint64_t)(f * kUnit);
+    } else if (ip != 0.0) {
       char tmp[XPF_NDIGITS];
       int k = XPF_NDIGITS;
       while (ip != 0.0) {
@@ -75,6 +96,25 @@ struct Digits {
   // Makes sure that the first `count` digits exist (count up to 80).
   void need(int count) {
     if (count > XPF_NDIGITS) count = XPF_NDIGITS;
+    // The same steps in integers: f * 10.0 is the exact product 10 * units
+    // rounded to 53 significant bits, to nearest with ties to even, as the
+    // processor rounds it; its integer part is the digit and taking that
+    // off is exact. Shorter to wait for than the conversions to and from
+    // floating point.
+    if (fixed) {
+      while (n < count) {
+        uint64_t p = units * 10;  // below 10 * 2^52
+        if (p >> 53) {
+          int s = 11 - __builtin_clzll(p);  // 1 to 3 bits beyond 53
+          uint64_t q = p >> s, rest = p & ((uint64_t{1} << s) - 1), half = uint64_t{1} << (s - 1);
+          q += rest > half || (rest == half && (q & 1));
+          p = q << s;
+        }
+        d[++n] = (char)('0' + (p >> 52));
+        units = p & (kUnitMask);
+      }
+      return;
+    }
     while (n < count) {
       f *= 10.0;
       int digit = (int)f;
@@ -210,28 +250,39 @@ size_t xpf_fcvt(uint32_t flags, size_t precision, char *buf, size_t room, double
 
   const char *s = carry ? d.d : d.d + 1;
   int ee = carry ? e + 1 : e;
-  Out o;
-  o.put(sign, sl);
-  if (ee >= 1)
-    o.put(s, (size_t)ee);
-  else
-    o.put('0');
-  // Fraction digit j has index ee + j in the string (1-based); indexes
-  // below 1 are leading zeros.
-  char frac[XPF_NDIGITS + 1];
-  size_t fl = 0;
-  for (size_t j = 1; j <= f; j++) {
-    long idx = ee + (long)j;
-    frac[fl++] = idx <= 0 ? '0' : s[idx - 1];
-  }
-  if (flags & XPF_GSTYLE)
-    while (fl && frac[fl - 1] == '0')
+  // Fraction digit j (from 1) is digit ee + j of the string, or a leading
+  // zero where that index is below 1.
+  size_t zeros = ee >= 0 ? 0 : (size_t)-(long)ee < f ? (size_t)-(long)ee : f;
+  size_t fl = f;
+  if (flags & XPF_GSTYLE) {
+    while (fl > zeros && s[ee + (long)fl - 1] == '0')
       fl--;
-  if ((flags & XPF_ALT) || fl) {
-    o.put(dec, dl);
-    o.put(frac, fl);
+    if (fl == zeros) fl = 0;
   }
-  return o.emit(buf, room);
+  size_t il = ee >= 1 ? (size_t)ee : 1;
+  bool point = (flags & XPF_ALT) || fl;
+  size_t len = sl + il + (point ? dl + fl : 0);
+  // Laid out in place when it all fits, else in a scratch text and cut.
+  char text[256];
+  char *o = len <= room ? buf : text;
+  char *q = o;
+  xpf::copy_upto16(q, sign, sl);
+  q += sl;
+  if (ee >= 1)
+    xpf::copy_short(q, s, il);
+  else
+    *q = '0';
+  q += il;
+  if (point) {
+    xpf::copy_upto16(q, dec, dl);
+    q += dl;
+    size_t z = zeros < fl ? zeros : fl;
+    memset(q, '0', z);
+    xpf::copy_short(q + z, s + (ee > 0 ? ee : 0), fl - z);
+  }
+  if (o == buf) return len;
+  memcpy(buf, text, room);
+  return room;
 }
 
 size_t xpf_ecvt(uint32_t flags, size_t precision, char *buf, size_t room, double value) {

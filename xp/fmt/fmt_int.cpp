@@ -21,16 +21,7 @@ constexpr size_t kMostNegativeCount = 20;
 // bytes after each, a prefix, and up to 160 zeros of fill.
 constexpr size_t kTextRoom = 64 * 17 + 2 + 160 + 8;
 
-// "00" to "99", for two decimal digits per division.
-constexpr struct Pairs {
-  char t[200];
-  constexpr Pairs() : t() {
-    for (int i = 0; i < 100; i++) {
-      t[2 * i] = (char)('0' + i / 10);
-      t[2 * i + 1] = (char)('0' + i % 10);
-    }
-  }
-} kPairs;
+using xpf::decimal_digits;
 
 // The number of decimal digits of v.
 inline size_t decimal_count(uint64_t v) {
@@ -43,35 +34,6 @@ inline size_t decimal_count(uint64_t v) {
     v /= 10000;
     n += 4;
   }
-}
-
-// Decimal digits of v ending at `end`; returns their start.
-inline char *decimal_digits(char *end, uint64_t v) {
-  char *p = end;
-  while (v > 0xFFFFFFFFu) {
-    uint64_t r = v % 100;
-    v /= 100;
-    p -= 2;
-    p[0] = kPairs.t[2 * r];
-    p[1] = kPairs.t[2 * r + 1];
-  }
-  // The rest in 32 bits, whose division is cheaper.
-  uint32_t w = (uint32_t)v;
-  while (w >= 100) {
-    uint32_t r = w % 100;
-    w /= 100;
-    p -= 2;
-    p[0] = kPairs.t[2 * r];
-    p[1] = kPairs.t[2 * r + 1];
-  }
-  if (w >= 10) {
-    p -= 2;
-    p[0] = kPairs.t[2 * w];
-    p[1] = kPairs.t[2 * w + 1];
-  } else {
-    *--p = (char)('0' + w);
-  }
-  return p;
 }
 
 }  // namespace
@@ -94,7 +56,7 @@ size_t locale_text(Text which, char *out16) {
   }
   if (n < 0) n = 0;
   if (n > 16) n = 16;
-  memcpy(out16, tmp, (size_t)n);
+  xpf::copy_upto16(out16, tmp, (size_t)n);
   return (size_t)n;
 }
 

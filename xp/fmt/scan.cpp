@@ -8,8 +8,14 @@
 namespace {
 
 using xpf::scan::hex_value;
-using xpf::scan::is_alpha;
 using xpf::scan::is_digit;
+using xpf::scan::kClasses;
+
+// A hex digit's value; any other character counts as 0.
+inline unsigned nibble(unsigned char c) {
+  unsigned v = kClasses.hex[c];
+  return v < 16 ? v : 0;
+}
 
 // Shared by getlong and getquad: sign, then digits, wrapping.
 uint64_t read_decimal(const char *text, size_t len, bool *negative) {
@@ -112,11 +118,11 @@ size_t xp_fmt_getdata(void *out, size_t outsize, const char *hex, intptr_t hexle
   if (count > outsize) count = outsize;
   auto *dst = static_cast<unsigned char *>(out);
   const auto *src = reinterpret_cast<const unsigned char *>(hex);
-  for (size_t i = 0; i < count; ++i) {
-    int high = hex_value(src[2 * i]);
-    int low = 2 * i + 1 < len ? hex_value(src[2 * i + 1]) : 0;
-    dst[i] = static_cast<unsigned char>((high < 0 ? 0 : high) << 4 | (low < 0 ? 0 : low));
-  }
+  // Whole pairs; an odd last character gets a low digit of 0.
+  size_t pairs = count < len / 2 ? count : len / 2;
+  for (size_t i = 0; i < pairs; ++i)
+    dst[i] = static_cast<unsigned char>(nibble(src[2 * i]) << 4 | nibble(src[2 * i + 1]));
+  if (pairs < count) dst[pairs] = static_cast<unsigned char>(nibble(src[2 * pairs]) << 4);
   return count;
 }
 
@@ -124,18 +130,40 @@ size_t xp_fmt_getuuid(void *out, size_t outsize, const char *text, intptr_t text
   constexpr size_t kFailed = static_cast<size_t>(-1);
   if (!out) return 16;
   if (!text || textlen < 32 || outsize < 16) return kFailed;
-  char digits[32];
+  const auto *t = reinterpret_cast<const unsigned char *>(text);
+  auto *dst = static_cast<unsigned char *>(out);
+  // The usual form, 8-4-4-4-12 digits, in one pass over fixed places; a
+  // character that is neither digit nor letter sends it the long way.
+  if (textlen == 36 && t[8] == '-' && t[13] == '-' && t[18] == '-' && t[23] == '-') {
+    static const unsigned char kAt[16] = {0, 2, 4, 6, 9, 11, 14, 16, 19, 21, 24, 26, 28, 30, 32, 34};
+    unsigned char bytes[16];
+    unsigned seen = 0;
+    for (int k = 0; k < 16; ++k) {
+      unsigned hi = kClasses.hex[t[kAt[k]]], lo = kClasses.hex[t[kAt[k] + 1]];
+      seen |= hi | lo;
+      bytes[k] = static_cast<unsigned char>((hi & 15) << 4 | (lo & 15));
+    }
+    if (!(seen & xpf::scan::kOther)) {
+      std::memcpy(dst, bytes, 16);
+      return 16;
+    }
+  }
+  unsigned char digits[32];
   int held = 0;
   intptr_t i = 0;
   for (; i < textlen && held < 32; ++i) {
-    auto c = static_cast<unsigned char>(text[i]);
-    if (c == 0) break;
-    if (c == '-') continue;
-    if (!is_digit(c) && !is_alpha(c)) return 0;
-    digits[held++] = static_cast<char>(c);
+    unsigned char c = t[i];
+    unsigned v = kClasses.hex[c];
+    if (v & xpf::scan::kOther) {
+      if (c == '-') continue;
+      if (c == 0) break;
+      return 0;
+    }
+    digits[held++] = static_cast<unsigned char>(v & 15);
   }
   if (i < textlen || held < 32) return kFailed;
-  xp_fmt_getdata(out, 16, digits, 32);
+  for (int k = 0; k < 16; ++k)
+    dst[k] = static_cast<unsigned char>(digits[2 * k] << 4 | digits[2 * k + 1]);
   return 16;
 }
 

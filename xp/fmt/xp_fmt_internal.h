@@ -42,6 +42,67 @@ size_t xpf_hexify(char *buf, size_t room, const void *data, intptr_t count, int3
 
 namespace xpf {
 
+// "00" to "99", for two decimal digits per division.
+struct DigitPairs {
+  char t[200];
+  constexpr DigitPairs() : t() {
+    for (int i = 0; i < 100; i++) {
+      t[2 * i] = (char)('0' + i / 10);
+      t[2 * i + 1] = (char)('0' + i % 10);
+    }
+  }
+};
+inline constexpr DigitPairs kDigitPairs{};
+
+// Copies n <= 16 bytes in at most two overlapping words, never writing
+// past dst + n (no library call for the short pieces of a number).
+inline void copy_upto16(char *dst, const char *src, size_t n) {
+  if (n >= 8) {
+    __builtin_memcpy(dst, src, 8);
+    __builtin_memcpy(dst + n - 8, src + n - 8, 8);
+  } else if (n >= 4) {
+    __builtin_memcpy(dst, src, 4);
+    __builtin_memcpy(dst + n - 4, src + n - 4, 4);
+  } else {
+    for (size_t i = 0; i < n; i++)
+      dst[i] = src[i];
+  }
+}
+
+// The same for any n: longer copies go to memcpy.
+inline void copy_short(char *dst, const char *src, size_t n) {
+  if (n > 16)
+    __builtin_memcpy(dst, src, n);
+  else
+    copy_upto16(dst, src, n);
+}
+
+// Decimal digits of v ending at `end`; returns their start.
+inline char *decimal_digits(char *end, uint64_t v) {
+  char *p = end;
+  while (v > 0xFFFFFFFFu) {
+    uint64_t r = v % 100;
+    v /= 100;
+    p -= 2;
+    __builtin_memcpy(p, kDigitPairs.t + 2 * r, 2);
+  }
+  // The rest in 32 bits, whose division is cheaper.
+  uint32_t w = (uint32_t)v;
+  while (w >= 100) {
+    uint32_t r = w % 100;
+    w /= 100;
+    p -= 2;
+    __builtin_memcpy(p, kDigitPairs.t + 2 * r, 2);
+  }
+  if (w >= 10) {
+    p -= 2;
+    __builtin_memcpy(p, kDigitPairs.t + 2 * w, 2);
+  } else {
+    *--p = (char)('0' + w);
+  }
+  return p;
+}
+
 // The grouping in effect for a flag word: sizes (ended by 0 or a byte of
 // 255 or above 127) and the separator text. Empty sizes: no grouping.
 struct Grouping {

@@ -64,26 +64,46 @@ TEST(StrWide, ByteOrderMarksAndSurrogates) {
   EXPECT_EQ(take(xp_str_wnew(cases[3].first.data())), "hi");
 }
 
-TEST(StrWide, VectorPassesEqualTheDefinitionAtEveryLengthAndMisalignment) {
+// Mix 3: ASCII with surrogate pairs straddling every 8-unit block edge and
+// lone halves of both kinds in between.
+std::vector<uint16_t> surrogate_units(std::mt19937 &rng, size_t n) {
+  std::vector<uint16_t> v = random_units(rng, n, 1);
+  for (size_t i = 7; i + 1 < n; i += 8) {
+    v[i] = uint16_t(0xD800 + rng() % 0x400);
+    v[i + 1] = uint16_t(0xDC00 + rng() % 0x400);
+  }
+  for (size_t i = 3; i < n; i += 8 + rng() % 5)
+    v[i] = uint16_t(rng() % 2 ? 0xDBFF : 0xDC00);
+  return v;
+}
+
+TEST(StrWide, EveryKernelEqualsTheScalarDefinition) {
+  size_t count;
+  const xps::WideKernel *const *kernels = xps::wide_kernels(&count);
+  ASSERT_GE(count, 1u);
+  EXPECT_STREQ(kernels[count - 1]->name, "scalar");
+  EXPECT_EQ(&xps::wide_best(), kernels[0]);
   std::mt19937 rng(1234);
-  std::vector<unsigned char> area(2 * 80 + 32);
-  for (size_t n = 0; n <= 80; n++) {
-    for (int mix = 0; mix < 3; mix++) {
-      Units units = random_units(rng, n, mix);
+  std::vector<unsigned char> area(2 * 300 + 64);
+  for (size_t n = 0; n <= 300; n++) {
+    for (int mix = 0; mix < 4; mix++) {
+      std::vector<uint16_t> units = mix == 3 ? surrogate_units(rng, n) : random_units(rng, n, mix);
       std::string expect = reference(units);
-      for (size_t shift = 0; shift < 16; shift++) {
+      for (size_t shift = 0; shift < 32; shift++) {
         unsigned char *p = area.data() + shift;
         for (int sw = 0; sw < 2; sw++) {
           for (size_t i = 0; i < n; i++) {
             uint16_t u = sw ? swap16(units[i]) : units[i];
             std::memcpy(p + 2 * i, &u, 2);
           }
-          ASSERT_EQ(xps::utf8_size_scalar(p, n, sw), expect.size()) << n << " " << shift;
-          ASSERT_EQ(xps::utf8_size_vector(p, n, sw), expect.size()) << n << " " << shift;
-          for (int path = 0; path < 3; path++) {
-            std::string out(expect.size() + 40, '\x5A');
-            if (!xps::utf8_encode(path, p, n, sw, out.data(), expect.size())) continue;
-            ASSERT_EQ(out, expect + std::string(40, '\x5A')) << n << " path " << path;
+          for (size_t k = 0; k < count; k++) {
+            const xps::WideKernel &kernel = *kernels[k];
+            ASSERT_EQ(kernel.size(p, n, sw), expect.size()) << kernel.name << " " << n;
+            // Bytes past the exact size stay untouched.
+            std::string out(expect.size() + 64, '\x5A');
+            kernel.encode(p, n, sw, out.data(), expect.size());
+            ASSERT_EQ(out, expect + std::string(64, '\x5A'))
+                << kernel.name << " " << n << " mix " << mix << " shift " << shift;
           }
         }
       }
@@ -91,8 +111,10 @@ TEST(StrWide, VectorPassesEqualTheDefinitionAtEveryLengthAndMisalignment) {
   }
   // Long runs of one class reach the widening of the lane counters.
   for (uint16_t u : {0x41, 0x7FF, 0x4E2D}) {
-    Units v(300001, u);
-    EXPECT_EQ(xps::utf8_size_vector(v.data(), v.size(), false), reference({u}).size() * v.size());
+    std::vector<uint16_t> v(600001, u);
+    auto *p = reinterpret_cast<const unsigned char *>(v.data());
+    for (size_t k = 0; k < count; k++)
+      EXPECT_EQ(kernels[k]->size(p, v.size(), false), reference({u}).size() * v.size());
   }
 }
 

@@ -94,18 +94,71 @@ int nicmp(const char *a, const char *b, size_t n);
 // with ASCII case ignored; -1 when none.
 intptr_t find(const char *text, intptr_t len, const char *pattern, intptr_t m, bool cs);
 
-// Encoding pass: n units from p into out, whose size is exactly their
-// UTF-8 size. path selects the encoder (0 scalar, 1 SSE2, 2 SSSE3; -1 the
-// fastest one available); false when that encoder is not available here.
-bool utf8_encode(int path, const void *p, size_t n, bool swap, char *out, size_t size);
+// UTF-16 to UTF-8 kernels. A kernel sizes n units read from p (byte
+// swapped when swap is set): 1 UTF-8 byte per unit below 0x80, 2 below
+// 0x800, else 3, surrogates included, each unit alone; and encodes them
+// into out, whose size is exactly that. The scalar kernel (wide_scalar.cpp)
+// is the definition; each vector kernel, in its own file, must give the
+// same sizes and bytes.
+struct WideKernel {
+  const char *name;
+  size_t (*size)(const unsigned char *p, size_t n, bool swap);
+  void (*encode)(const unsigned char *p, size_t n, bool swap, char *out, size_t size);
+};
+extern const WideKernel wide_scalar;
+#if defined(__x86_64__) || defined(__i386__)
+#define XPS_WIDE_X86 1
+extern const WideKernel wide_sse4;  // SSE4.1 (wide_sse4.cpp)
+extern const WideKernel wide_avx2;  // AVX2 (wide_avx2.cpp)
+#endif
 
-// UTF-16 sizing pass: the UTF-8 bytes needed for n units read from p, byte
-// swapped when swap is set: 1 per unit below 0x80, 2 below 0x800, else 3.
-// The scalar form is the definition; the vectorised one (where the target
-// has it) must give the same sum.
-size_t utf8_size_scalar(const void *p, size_t n, bool swap);
-size_t utf8_size_vector(const void *p, size_t n, bool swap);
-size_t utf8_size(const void *p, size_t n, bool swap);
+// The kernels that this processor runs, fastest first (*count of them),
+// and the fastest, chosen once by asking the processor.
+const WideKernel *const *wide_kernels(size_t *count);
+const WideKernel &wide_best();
+
+// The vector kernels spread each unit into a 32-bit lane holding, in byte order: the unit's
+// low byte (all of a one-byte unit); the last continuation byte; the lead
+// byte of a three-byte unit; the middle byte of a three-byte unit or the
+// lead byte of a two-byte one (the two differ by the bit 0x40 only). A
+// shuffle then takes from every lane the bytes its unit needs: [0], [3, 1]
+// or [2, 3, 1]. Four units make one shuffle of at most 12 bytes, chosen by
+// their classes: bit 2k set when unit k takes one byte, bit 2k + 1 when it
+// takes at most two.
+struct WideSpread {
+  unsigned char shuffle[256][16];
+  unsigned char length[256];
+};
+
+constexpr WideSpread make_wide_spread() {
+  WideSpread t{};
+  for (int m = 0; m < 256; m++) {
+    int o = 0;
+    for (int k = 0; k < 4; k++) {
+      int base = 4 * k;
+      if (m >> (2 * k) & 1) {
+        t.shuffle[m][o++] = static_cast<unsigned char>(base);
+      } else if (m >> (2 * k + 1) & 1) {
+        t.shuffle[m][o++] = static_cast<unsigned char>(base + 3);
+        t.shuffle[m][o++] = static_cast<unsigned char>(base + 1);
+      } else {
+        t.shuffle[m][o++] = static_cast<unsigned char>(base + 2);
+        t.shuffle[m][o++] = static_cast<unsigned char>(base + 3);
+        t.shuffle[m][o++] = static_cast<unsigned char>(base + 1);
+      }
+    }
+    t.length[m] = static_cast<unsigned char>(o);
+    while (o < 16)
+      t.shuffle[m][o++] = 0x80;
+  }
+  return t;
+}
+
+inline constexpr WideSpread kWideSpread = make_wide_spread();
+
+// Scalar pieces the vector kernels finish their tails with.
+size_t wide_size_tail(const unsigned char *p, size_t n, bool swap);
+char *wide_encode_tail(const unsigned char *p, size_t n, bool swap, char *out);
 
 // The serialise operation of strings and data objects: one item of type
 // "xstr" or "data" with the given tag, added to the NTLD writer w; returns

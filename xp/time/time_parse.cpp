@@ -1,5 +1,6 @@
 // Reading the machine time forms: general time (YYYYMMDDhhmmss with a zone
-// designator) and combined ISO 8601, which is rebuilt as general time.
+// designator) and combined ISO 8601, both taken apart into the same fields
+// in one pass, digits two at a time.
 #include <string.h>
 
 #include "xp/time/xp_time_internal.h"
@@ -16,16 +17,26 @@ bool blank(char c) {
   return c == ' ' || c == '\t';
 }
 
-bool digit(char c) {
-  return c >= '0' && c <= '9';
+inline bool ends_fields(char c) {
+  switch (c) {
+    case 0:
+    case '+':
+    case '-':
+    case 'L':
+    case 'Z':
+      return true;
+    default:
+      return false;
+  }
 }
 
-bool ends_fields(char c) {
-  return c == 0 || c == '+' || c == '-' || c == 'L' || c == 'Z';
-}
-
-int32_t pair(const char *p) {
-  return (p[0] - '0') * 10 + (p[1] - '0');
+// Two decimal digits at p, or -1 when either is not a digit.
+int32_t two_digits(const char *p) {
+  unsigned hi = static_cast<unsigned char>(p[0]) - 48u;
+  if (hi > 9) return -1;
+  unsigned lo = static_cast<unsigned char>(p[1]) - 48u;
+  if (lo > 9) return -1;
+  return static_cast<int32_t>(hi * 10 + lo);
 }
 
 // Weekday of a record, when its year is in range.
@@ -61,103 +72,112 @@ void normalise(int32_t f[7]) {
   }
 }
 
-xp_seconds iso8601(const char *text, bool local) {
-  if (!text) return 0;
-  size_t len = strnlen(text, 64);
-  if (len < 20) return 0;
-  if (text[4] != '-' || text[7] != '-' || text[10] != 'T' || text[13] != ':' || text[16] != ':')
-    return 0;
-  char c = text[19];
-  if (c != '+' && c != '-' && c != '.' && c != 'Z') return 0;
-  char g[24];
-  size_t n = 0;
-  static const unsigned char kDigits[14] = {0, 1, 2, 3, 5, 6, 8, 9, 11, 12, 14, 15, 17, 18};
-  for (unsigned char at : kDigits) {
-    if (!digit(text[at])) return 0;
-    g[n++] = text[at];
-  }
-  size_t at = 19;
-  if (c == '.') {
-    // Exactly three fraction digits, not read.
-    if (len < 24) return 0;
-    len -= 4;
-    at = 23;
-    c = text[at];
-    if (c != '+' && c != '-' && c != 'Z') return 0;
-  }
-  g[n++] = c;
-  if (c != 'Z') {
-    if (len < 24) return 0;
-    g[n++] = text[at + 1];
-    g[n++] = text[at + 2];
-    size_t m = at + 3;
-    if (text[m] == ':') {
-      if (len < 25) return 0;
-      ++m;
-    }
-    g[n++] = text[m];
-    g[n++] = text[m + 1];
-  }
-  g[n] = 0;
-  return local ? xp_time_generaltimetolocal(g) : xp_time_generaltimetoutc(g);
+// A general-time text taken apart: the fields (month and day 0-based) with
+// any offset already taken off, and whether the text named UTC.
+struct General {
+  int32_t f[7] = {0, 0, 0, 0, 0, 0, 0};
+  bool utc = false;
+};
+
+// Takes field i with value v (-1: not two digits); false when it is out of
+// range.
+inline bool put_field(int32_t *f, int i, int32_t v) {
+  if (i == kMonth || i == kDay) --v;
+  if (v < 0 || v > xt_ceiling[i]) return false;
+  f[i] = v;
+  return true;
 }
 
-}  // namespace
+// Whether the day exists in its month (every fourth two-digit year is a
+// leap year). Fields not read are 0, which always passes.
+inline bool date_ok(const int32_t *f) {
+  if (f[kDay] >= xpt::xt_mdays[f[kMonth]]) return false;
+  return !(f[kMonth] == 1 && f[kDay] > 27 && f[kYear] % 4 != 0);
+}
 
-namespace xpt {
+// Takes an offset of hours and minutes (-1: not two digits) ahead of UTC
+// by its sign off the fields.
+bool put_offset(General *g, int sign, int32_t hours, int32_t minutes) {
+  if (hours < 0 || minutes < 0 || hours > xt_ceiling[7] || minutes > xt_ceiling[8]) return false;
+  g->utc = true;
+  if (hours || minutes) {
+    g->f[kHour] -= sign * hours;
+    g->f[kMinute] -= sign * minutes;
+    normalise(g->f);
+  }
+  return true;
+}
 
-int xt_gentimetodtr(const char *text, xp_dtr *out, int want_local) {
-  if (!text || !out || !*text) return 0;
+// Reads a general-time text; false when it is malformed.
+bool read_general(const char *text, General *g) {
+  if (!text || !*text) return false;
   const char *p = text;
   while (blank(*p))
     ++p;
-
-  int32_t f[7] = {0, 0, 0, 0, 0, 0, 0};
   for (int i = kCentury; i <= kSecond; ++i) {
     if (ends_fields(*p)) break;
-    if (!digit(p[0]) || !digit(p[1])) return 0;
-    int32_t v = pair(p);
-    if (i == kMonth || i == kDay) --v;
-    if (v < 0 || v > xt_ceiling[i]) return 0;
-    f[i] = v;
+    if (!put_field(g->f, i, two_digits(p))) return false;
     p += 2;
-    if (f[kDay] >= xt_mdays[f[kMonth]]) return 0;
-    if (f[kMonth] == 1 && f[kDay] > 27 && f[kYear] % 4 != 0) return 0;
   }
-
+  if (!date_ok(g->f)) return false;
   // Zone designator.
-  bool utc;
-  int sign = 0;
-  int32_t off_hours = 0, off_minutes = 0;
   if (*p == 'Z') {
-    utc = true;
+    g->utc = true;
     ++p;
   } else if (*p == 0 || *p == 'L') {
-    utc = false;
     if (*p) ++p;
   } else if (*p == '+' || *p == '-') {
-    sign = *p == '+' ? 1 : -1;
-    for (int k = 1; k <= 4; ++k)
-      if (!digit(p[k])) return 0;
-    off_hours = pair(p + 1);
-    off_minutes = pair(p + 3);
-    if (off_hours > xt_ceiling[7] || off_minutes > xt_ceiling[8]) return 0;
-    utc = true;
+    // The minutes are read only after whole hours: a short text ends there.
+    int32_t hours = two_digits(p + 1);
+    if (hours < 0 || !put_offset(g, *p == '+' ? 1 : -1, hours, two_digits(p + 3))) return false;
     p += 5;
   } else {
-    return 0;
+    return false;
   }
   while (blank(*p))
     ++p;
-  if (*p) return 0;
+  return *p == 0;
+}
 
-  // A +hhmm text is ahead of UTC by the offset: take it off.
-  if (sign && (off_hours || off_minutes)) {
-    f[kHour] -= sign * off_hours;
-    f[kMinute] -= sign * off_minutes;
-    normalise(f);
+// Reads a combined ISO 8601 text (YYYY-MM-DDThh:mm:ss, three fraction
+// digits that are not read, Z or an offset with or without a colon);
+// characters after it are not looked at. False when it is malformed.
+bool read_iso8601(const char *text, General *g) {
+  if (!text) return false;
+  size_t len = strnlen(text, 29);  // no test below looks further
+  if (len < 20) return false;
+  if (text[4] != '-' || text[7] != '-' || text[10] != 'T' || text[13] != ':' || text[16] != ':')
+    return false;
+  static const unsigned char kAt[7] = {0, 2, 5, 8, 11, 14, 17};
+  for (int i = kCentury; i <= kSecond; ++i)
+    if (!put_field(g->f, i, two_digits(text + kAt[i]))) return false;
+  if (!date_ok(g->f)) return false;
+  size_t at = 19;
+  char c = text[at];
+  if (c == '.') {
+    if (len < 24) return false;
+    len -= 4;
+    at = 23;
+    c = text[at];
+    if (c == '.') return false;
   }
+  if (c == 'Z') {
+    g->utc = true;
+    return true;
+  }
+  if ((c != '+' && c != '-') || len < 24) return false;
+  int32_t hours = two_digits(text + at + 1);
+  size_t m = at + 3;
+  if (text[m] == ':') {
+    if (len < 25) return false;
+    ++m;
+  }
+  return put_offset(g, c == '+' ? 1 : -1, hours, two_digits(text + m));
+}
 
+// The record of a parsed text in the wanted reckoning, weekday included.
+void record_of(const General &g, bool want_local, xp_dtr *out) {
+  const int32_t *f = g.f;
   xp_dtr r;
   r.year = static_cast<uint16_t>(f[kCentury] * 100 + f[kYear]);
   r.month = static_cast<uint16_t>(f[kMonth] + 1);
@@ -167,18 +187,45 @@ int xt_gentimetodtr(const char *text, xp_dtr *out, int want_local) {
   r.second = static_cast<uint16_t>(f[kSecond]);
   r.weekday = 0;
   fill_weekday(&r);
-
-  if (utc == !want_local) {
-    *out = r;
-    return 1;
-  }
-  xp_seconds v = xp_time_dtrtolocal(&r);
-  if (v != XP_TIME_OUT_OF_RANGE) {
-    xp_seconds shifted =
-        utc ? xp_time_utctolocal(v) : v - static_cast<xp_seconds>(xp_time_dtrgmto(&r));
-    if (shifted != v) xp_time_localtodtr(shifted, &r);
+  if (g.utc != !want_local) {
+    xp_seconds v = xp_time_dtrtolocal(&r);
+    if (v != XP_TIME_OUT_OF_RANGE) {
+      xp_seconds shifted =
+          g.utc ? xp_time_utctolocal(v) : v - static_cast<xp_seconds>(xp_time_dtrgmto(&r));
+      if (shifted != v) xp_time_localtodtr(shifted, &r);
+    }
   }
   *out = r;
+}
+
+// The value of a parsed text as utc or local time. A text already in the
+// wanted reckoning needs neither weekday nor shift: the value of its
+// fields is the answer.
+xp_seconds value_of(const General &g, bool want_local) {
+  xp_dtr r;
+  if (g.utc == !want_local) {
+    const int32_t *f = g.f;
+    r.year = static_cast<uint16_t>(f[kCentury] * 100 + f[kYear]);
+    r.month = static_cast<uint16_t>(f[kMonth] + 1);
+    r.day = static_cast<uint16_t>(f[kDay] + 1);
+    r.hour = static_cast<uint16_t>(f[kHour]);
+    r.minute = static_cast<uint16_t>(f[kMinute]);
+    r.second = static_cast<uint16_t>(f[kSecond]);
+    r.weekday = 0;
+  } else {
+    record_of(g, want_local, &r);
+  }
+  return xp_time_dtrtolocal(&r);
+}
+
+}  // namespace
+
+namespace xpt {
+
+int xt_gentimetodtr(const char *text, xp_dtr *out, int want_local) {
+  General g;
+  if (!out || !read_general(text, &g)) return 0;
+  record_of(g, want_local != 0, out);
   return 1;
 }
 
@@ -191,23 +238,23 @@ int xp_time_generaltimetodtr(const char *text, xp_dtr *dtr) {
 }
 
 xp_seconds xp_time_generaltimetoutc(const char *text) {
-  xp_dtr r;
-  if (!xpt::xt_gentimetodtr(text, &r, 0)) return 0;
-  return xp_time_dtrtolocal(&r);
+  General g;
+  return read_general(text, &g) ? value_of(g, false) : 0;
 }
 
 xp_seconds xp_time_generaltimetolocal(const char *text) {
-  xp_dtr r;
-  if (!xpt::xt_gentimetodtr(text, &r, 1)) return 0;
-  return xp_time_dtrtolocal(&r);
+  General g;
+  return read_general(text, &g) ? value_of(g, true) : 0;
 }
 
 xp_seconds xp_time_iso8601combinedtoutc(const char *text) {
-  return iso8601(text, false);
+  General g;
+  return read_iso8601(text, &g) ? value_of(g, false) : 0;
 }
 
 xp_seconds xp_time_iso8601combinedtolocal(const char *text) {
-  return iso8601(text, true);
+  General g;
+  return read_iso8601(text, &g) ? value_of(g, true) : 0;
 }
 
 }  // extern "C"
