@@ -170,13 +170,8 @@ xp_seconds xp_time_dtrtoutc(const xp_dtr *dtr) {
 }
 
 xp_seconds xp_time_utctolocal(xp_seconds utc) {
-  time_t now = time(nullptr);
-  xp_seconds local;
-  // Within one second and while the zone state is unchanged, this thread's
-  // copy of it answers without the lock.
-  if (xpt::utctolocal_copied(utc, now, &local)) return local;
   xpt::Locked guard;
-  return xpt::utctolocal_copying_locked(utc, now);
+  return xpt::utctolocal_locked(utc, time(nullptr));
 }
 
 xp_seconds xp_time_localtoutc(xp_seconds local) {
