@@ -177,9 +177,6 @@ TEST_F(PaneSettings, ReturnTabLogonAndRefusal) {
   EXPECT_EQ(messages(), "\"" + refusal + "\"\n\"failed\"\n");
 }
 
-}  // namespace
-}  // namespace tessary::testing
-
 // A change that the agent could not save is said, once per attempt.
 TEST_F(PaneSettings, UnsavedChangeIsSaid) {
   AgentState s = connected_state();
@@ -194,3 +191,6 @@ TEST_F(PaneSettings, UnsavedChangeIsSaid) {
     s.fail[static_cast<int>(op)] = 0;
   }
 }
+
+}  // namespace
+}  // namespace tessary::testing
