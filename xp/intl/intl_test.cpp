@@ -169,7 +169,7 @@ TEST(Intl, GroupingCountsToTheEndMarkButNeverPastTheObject) {
   xp_intl *o = xp_intl_new();
   ASSERT_NE(o, nullptr);
   o->overrides = 1;  // keep these hand-made fields
-  xp_intl s;         // settings are changed by publishing a whole set
+  xp_intl s{};       // settings are changed by publishing a whole set
   xpi_snapshot(o, &s);
   memcpy(s.grouping, "\x03\xFF", 2);
   memcpy(s.mgrouping, "\x03\x02\x01\xFF", 4);
