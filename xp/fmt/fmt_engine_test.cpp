@@ -52,8 +52,8 @@ TEST(FmtGrammar, PositionsFlagsWidthsAndPrecision) {
   EXPECT_FMT("42   |5|+1.0| 1.0", "%-05d|%+ d|%+ .1f|% .1f", 42, 5, 1.0, 1.0);
   // A '*' width on a text is also its count; a negative one left-justifies.
   static const uint16_t w[] = {'a', 'b', 0};
-  EXPECT_FMT("ab|abcdefghi|  ab|a|7    |", "%*s|%*s|%*ls|%.*ls|%*d|", 2, "abc", 9, "abcdefghijk",
-             4, w, 1, w, -5, 7);
+  EXPECT_FMT("ab|abcdefghi|  ab|a|7    |", "%*s|%*s|%*ls|%.*ls|%*d|", 2, "abc", 9, "abcdefghijk", 4,
+             w, 1, w, -5, 7);
   // A counted text takes exactly its count of bytes, zero bytes included,
   // written and measured alike; a precision alone still stops at the zero.
   char out[16];

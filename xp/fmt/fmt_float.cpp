@@ -252,7 +252,7 @@ size_t xpf_fcvt(uint32_t flags, size_t precision, char *buf, size_t room, double
   int ee = carry ? e + 1 : e;
   // Fraction digit j (from 1) is digit ee + j of the string, or a leading
   // zero where that index is below 1.
-  size_t zeros = ee >= 0 ? 0 : (size_t)-(long)ee < f ? (size_t)-(long)ee : f;
+  size_t zeros = ee >= 0 ? 0 : (size_t) - (long)ee < f ? (size_t) - (long)ee : f;
   size_t fl = f;
   if (flags & XPF_GSTYLE) {
     while (fl > zeros && s[ee + (long)fl - 1] == '0')

@@ -135,7 +135,8 @@ size_t xp_fmt_getuuid(void *out, size_t outsize, const char *text, intptr_t text
   // The usual form, 8-4-4-4-12 digits, in one pass over fixed places; a
   // character that is neither digit nor letter sends it the long way.
   if (textlen == 36 && t[8] == '-' && t[13] == '-' && t[18] == '-' && t[23] == '-') {
-    static const unsigned char kAt[16] = {0, 2, 4, 6, 9, 11, 14, 16, 19, 21, 24, 26, 28, 30, 32, 34};
+    static const unsigned char kAt[16] = {0,  2,  4,  6,  9,  11, 14, 16,
+                                          19, 21, 24, 26, 28, 30, 32, 34};
     unsigned char bytes[16];
     unsigned seen = 0;
     for (int k = 0; k < 16; ++k) {

@@ -26,7 +26,8 @@ struct Classes {
       unsigned char v = kOther;
       if (c >= '0' && c <= '9') v = static_cast<unsigned char>(c - '0');
       if ((c | 0x20) >= 'a' && (c | 0x20) <= 'z') v = kLetter;
-      if ((c | 0x20) >= 'a' && (c | 0x20) <= 'f') v = static_cast<unsigned char>((c | 0x20) - 'a' + 10);
+      if ((c | 0x20) >= 'a' && (c | 0x20) <= 'f')
+        v = static_cast<unsigned char>((c | 0x20) - 'a' + 10);
       hex[c] = v;
     }
   }

@@ -58,7 +58,8 @@ XPS_AVX2 size_t size_units(const unsigned char *p, size_t n) {
 
 XPS_AVX2 inline __m256i two_shuffles(unsigned a, unsigned b) {
   return _mm256_inserti128_si256(
-      _mm256_castsi128_si256(_mm_loadu_si128(reinterpret_cast<const __m128i *>(xps::kWideSpread.shuffle[a]))),
+      _mm256_castsi128_si256(
+          _mm_loadu_si128(reinterpret_cast<const __m128i *>(xps::kWideSpread.shuffle[a]))),
       _mm_loadu_si128(reinterpret_cast<const __m128i *>(xps::kWideSpread.shuffle[b])), 1);
 }
 
@@ -70,10 +71,9 @@ XPS_AVX2 inline char *spread16(__m256i v, char *o) {
   __m256i one = _mm256_cmpeq_epi16(_mm256_subs_epu16(v, _mm256_set1_epi16(0x7F)), zero);
   __m256i upto2 = _mm256_cmpeq_epi16(_mm256_subs_epu16(v, _mm256_set1_epi16(0x7FF)), zero);
   const __m256i six = _mm256_set1_epi16(0x3F00);
-  __m256i lo16 = _mm256_or_si256(
-      _mm256_or_si256(_mm256_and_si256(v, _mm256_set1_epi16(0xFF)),
-                      _mm256_and_si256(_mm256_slli_epi16(v, 8), six)),
-      _mm256_set1_epi16(static_cast<short>(0x8000)));
+  __m256i lo16 = _mm256_or_si256(_mm256_or_si256(_mm256_and_si256(v, _mm256_set1_epi16(0xFF)),
+                                                 _mm256_and_si256(_mm256_slli_epi16(v, 8), six)),
+                                 _mm256_set1_epi16(static_cast<short>(0x8000)));
   __m256i hi16 = _mm256_or_si256(
       _mm256_or_si256(_mm256_srli_epi16(v, 12), _mm256_set1_epi16(static_cast<short>(0x80E0))),
       _mm256_or_si256(_mm256_and_si256(_mm256_slli_epi16(v, 2), six),
