@@ -492,8 +492,9 @@ size_t engine(char *buf, size_t size, const char *format, va_list &ap, Start sta
     }
     // The bare directives %d, %i, %u and %s (no flags, width, precision,
     // modifier or braces) go straight to their text; the general path
-    // below would give the same bytes.
-    if (p[1] != '{') {
+    // below would give the same bytes. A format that ends at its '%' has no
+    // byte after the terminator to look at.
+    if (*p && p[1] != '{') {
       const char c = *p;
       if (c == 'd' || c == 'i' || c == 'u') {
         uint64_t v;
