@@ -175,8 +175,8 @@ bool read_iso8601(const char *text, General *g) {
   return put_offset(g, c == '+' ? 1 : -1, hours, two_digits(text + m));
 }
 
-// The record of a parsed text in the wanted reckoning, weekday included.
-void record_of(const General &g, bool want_local, xp_dtr *out) {
+// The parsed fields as a record, as written (no weekday yet).
+xp_dtr fields_of(const General &g) {
   const int32_t *f = g.f;
   xp_dtr r;
   r.year = static_cast<uint16_t>(f[kCentury] * 100 + f[kYear]);
@@ -186,6 +186,12 @@ void record_of(const General &g, bool want_local, xp_dtr *out) {
   r.minute = static_cast<uint16_t>(f[kMinute]);
   r.second = static_cast<uint16_t>(f[kSecond]);
   r.weekday = 0;
+  return r;
+}
+
+// The record of a parsed text in the wanted reckoning, weekday included.
+void record_of(const General &g, bool want_local, xp_dtr *out) {
+  xp_dtr r = fields_of(g);
   fill_weekday(&r);
   if (g.utc != !want_local) {
     xp_seconds v = xp_time_dtrtolocal(&r);
@@ -204,14 +210,7 @@ void record_of(const General &g, bool want_local, xp_dtr *out) {
 xp_seconds value_of(const General &g, bool want_local) {
   xp_dtr r;
   if (g.utc == !want_local) {
-    const int32_t *f = g.f;
-    r.year = static_cast<uint16_t>(f[kCentury] * 100 + f[kYear]);
-    r.month = static_cast<uint16_t>(f[kMonth] + 1);
-    r.day = static_cast<uint16_t>(f[kDay] + 1);
-    r.hour = static_cast<uint16_t>(f[kHour]);
-    r.minute = static_cast<uint16_t>(f[kMinute]);
-    r.second = static_cast<uint16_t>(f[kSecond]);
-    r.weekday = 0;
+    r = fields_of(g);
   } else {
     record_of(g, want_local, &r);
   }
