@@ -1,7 +1,8 @@
 // Time conversions against the C library, side by side in one run:
 // utc to local value (warm table) against localtime_r in New York, Dublin,
 // Lord Howe Island and Casablanca, local value to record against gmtime_r,
-// record to local value against timegm. Each benchmark times both over the
+// record to local value against timegm, a zone's table built against the
+// C library loading the zone. Each benchmark times both over the
 // same random instants of 1970...2037 and reports ns per call of each and
 // the ratio peer / xp ("speedup").
 #include <benchmark/benchmark.h>
@@ -96,5 +97,28 @@ void BM_DtrToLocal_vs_timegm(benchmark::State &state) {
       });
 }
 BENCHMARK(BM_DtrToLocal_vs_timegm);
+
+// A zone's table built from nothing (zone data read again, every change of
+// 1904...2040 found) against the C library reading the same zone data: the
+// table must stay well under 5 ms.
+void BM_ZoneTable_vs_tzset(benchmark::State &state) {
+  static const char *const zones[] = {"America/New_York", "Australia/Lord_Howe"};
+  bench::side_by_side(
+      state, 2,
+      [&](size_t i) {
+        setenv("TZ", zones[i], 1);
+        xpt::zone_reset();
+        benchmark::DoNotOptimize(xp_time_utcgmto(XP_TIME_POSIX_DELTA));
+      },
+      [&](size_t i) {
+        setenv("TZ", zones[i], 1);
+        tzset();
+        time_t epoch = 0;
+        struct tm tm;
+        localtime_r(&epoch, &tm);
+        benchmark::DoNotOptimize(tm.tm_gmtoff);
+      });
+}
+BENCHMARK(BM_ZoneTable_vs_tzset);
 
 }  // namespace

@@ -54,6 +54,8 @@ TEST(FmtGrammar, PositionsFlagsWidthsAndPrecision) {
   static const uint16_t w[] = {'a', 'b', 0};
   EXPECT_FMT("ab|abcdefghi|  ab|a|7    |", "%*s|%*s|%*ls|%.*ls|%*d|", 2, "abc", 9, "abcdefghijk", 4,
              w, 1, w, -5, 7);
+  EXPECT_FMT("000042|0x1f   |10  |3   |0X00BEEF", "%0*u|%#*x|%-*o|%0*d|%#0*X", 6, 42u, -7, 0x1fu, 4,
+             8u, -4, 3, 8, 0xbeefu);
   // A counted text takes exactly its count of bytes, zero bytes included,
   // written and measured alike; a precision alone still stops at the zero.
   char out[16];

@@ -177,24 +177,4 @@ TEST(FmtCompare, AgreesWithSnprintfOnTheCommonLanguage) {
   }
 }
 
-TEST(FmtCompare, StarWidthsOnIntegersAgreeWithSnprintf) {
-  std::mt19937 rng(7);
-  static const char *formats[] = {"%*d|%*u|%*x", "%-*d|%0*u|%#*x", "%0*d|%-*o|%#0*X"};
-  for (int round = 0; round < 5000; round++) {
-    const char *format = formats[round % 3];
-    int w[3];
-    unsigned v[3];
-    for (int i = 0; i < 3; i++) {
-      w[i] = (int)(rng() % 41) - 20;  // negative widths left-justify in both
-      v[i] = rng() >> (rng() % 32);
-    }
-    int a = (int)(v[0] & 0x7FFFFFFF);
-    char want[256], got[256];
-    snprintf(want, sizeof want, format, w[0], a, w[1], v[1], w[2], v[2]);
-    size_t n = xp_fmt_format(got, sizeof got, format, w[0], a, w[1], v[1], w[2], v[2]);
-    ASSERT_STREQ(want, got) << format << " " << w[0] << " " << w[1] << " " << w[2];
-    ASSERT_EQ(strlen(want), n);
-  }
-}
-
 }  // namespace
