@@ -144,7 +144,7 @@ TEST(NtldWriter, RandomTreesMatchTheModelInEveryMode) {
           for (size_t k = 0; k < n; ++k)
             if (text[k] != '\\' || ++k < n) u.push_back(uint8_t(text[k]));
           want = m.item(tag, XP_NTLD_TEXT, u);
-          write = [&](xp_ntld *w) {
+          write = [&, n](xp_ntld *w) {
             return xp_ntld_escapedtext(w, tag, v & 1 ? -1 : intptr_t(n), text);
           };
         }
