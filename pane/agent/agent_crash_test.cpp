@@ -1,22 +1,24 @@
 // The state file under crashes, many processes and failing writes: a writer
-// killed at any moment leaves the old or the new state, processes that
-// change it at once lose nothing, log lines never tear, and a write that
-// fails leaves the old state and no temporary file, with the reason.
+// killed at any moment leaves the old or the new state, processes and
+// threads that change it at once lose nothing, log lines never tear, and a
+// write that fails leaves the old state and no temporary file, with the
+// reason.
 #include <signal.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
+#include <atomic>
 #include <cerrno>
 #include <cstring>
 #include <filesystem>
-#include <map>
 #include <random>
 #include <set>
+#include <thread>
 
 #include "pane/agent/agent_test_support.h"
-#include "pane/agent/agent_tool.h"
 #include "pane/agent/quil.h"
 
 namespace tessary::agent {
@@ -40,19 +42,15 @@ class AgentCrash : public testing::AgentDir {
       names.insert(e.path().filename().string());
     return names;
   }
-  int tool(std::vector<const char *> args, std::string *err = nullptr) {
-    args.insert(args.begin(), "tessary-agent");
-    std::FILE *sink = std::tmpfile();
-    int rc = run_tool(static_cast<int>(args.size()), args.data(), sink, sink);
-    if (err) {
-      std::rewind(sink);
-      char buf[512] = {0};
-      err->assign(buf, std::fread(buf, 1, sizeof buf - 1, sink));
-    }
-    std::fclose(sink);
-    return rc;
-  }
 };
+
+// Forking is slow under the sanitizers, which check the same paths with
+// fewer rounds.
+#if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
+constexpr bool kSanitized = true;
+#else
+constexpr bool kSanitized = false;
+#endif
 
 AgentState numbered(int n) {
   AgentState s;
@@ -64,13 +62,7 @@ AgentState numbered(int n) {
 }
 
 TEST_F(AgentCrash, WriterKilledAnywhereLeavesOldOrNew) {
-  // Forking is slow under the sanitizers, which check the same paths with
-  // fewer kills.
-#if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
-  constexpr int kRounds = 100;
-#else
-  constexpr int kRounds = 1000;
-#endif
+  constexpr int kRounds = kSanitized ? 100 : 1000;
   const AgentState old_state = numbered(1), new_state = numbered(2);
   save(old_state);
   std::mt19937 random(12345);
@@ -107,29 +99,36 @@ TEST_F(AgentCrash, WriterKilledAnywhereLeavesOldOrNew) {
   EXPECT_EQ(files(), (std::set<std::string>{"state", "state.lock"}));
 }
 
-TEST_F(AgentCrash, ProcessesLoseNoChangeAndTearNoLine) {
-  ASSERT_EQ(tool({"init"}), kExitOk);
-  // Every change re-reads and rewrites a growing file; the sanitizer builds
-  // check the same paths with fewer rounds.
-#if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
-  constexpr int kProcesses = 8, kRounds = 100;
-#else
-  constexpr int kProcesses = 8, kRounds = 500;
-#endif
+// Each process adds addresses and log lines while a second thread of it sets
+// and clears its own option bit: the lock holds between processes and
+// between threads alike.
+TEST_F(AgentCrash, ProcessesAndThreadsLoseNoChangeAndTearNoLine) {
+  ASSERT_EQ(run("init"), kExitOk);
+  ASSERT_EQ(run("options 0 0xff"), kExitOk);
+  constexpr int kProcesses = 8, kRounds = kSanitized ? 100 : 500, kToggles = kRounds / 10;
+  // Lines longer than a pipe's atomic write, of one letter each.
+  auto line = [](int p, int r) {
+    return std::string(1 + (std::size_t(r) * 997) % 9000, char('a' + p));
+  };
   std::vector<pid_t> children;
   for (int p = 0; p < kProcesses; ++p) {
     pid_t child = fork();
     ASSERT_GE(child, 0);
     if (child == 0) {
-      int failures = 0;
+      std::atomic<int> failures = 0;
+      std::thread options([&] {
+        for (int r = 0; r < kToggles; ++r) {
+          failures += QuilSetOptions(nullptr, r % 2 ? 0 : 1L << p, 1L << p) != 0;
+          failures += QuilSetOptions(nullptr, 1L << p, 1L << p) != 0;
+        }
+      });
       for (int r = 0; r < kRounds; ++r) {
         std::string address = "10." + std::to_string(p) + "." + std::to_string(r / 256) + "." +
                               std::to_string(r % 256);
-        failures += tool({"backup", "add", address.c_str()}) != kExitOk;
-        // Lines longer than a pipe's atomic write, of one letter each.
-        std::size_t length = 1 + (std::size_t(r) * 997) % 9000;
-        failures += !append_line(paths().messages, std::string(length, char('a' + p)));
+        failures += run("backup add " + address) != kExitOk;
+        failures += !append_line(paths().messages, line(p, r));
       }
+      options.join();
       _exit(failures ? 1 : 0);
     }
     children.push_back(child);
@@ -139,29 +138,24 @@ TEST_F(AgentCrash, ProcessesLoseNoChangeAndTearNoLine) {
     waitpid(child, &status, 0);
     EXPECT_TRUE(WIFEXITED(status) && WEXITSTATUS(status) == 0);
   }
-  AgentState s = load();
-  std::set<std::array<std::uint8_t, 4>> got(s.ipv4_backups.begin(), s.ipv4_backups.end());
-  EXPECT_EQ(got.size(), std::size_t(kProcesses * kRounds));
+  std::multiset<std::array<std::uint8_t, 4>> want_backups;
+  std::multiset<std::string> want_lines, lines;
   for (int p = 0; p < kProcesses; ++p)
-    for (int r = 0; r < kRounds; ++r)
-      ASSERT_TRUE(got.count({10, std::uint8_t(p), std::uint8_t(r / 256), std::uint8_t(r % 256)}));
-
-  std::string log = messages();
-  std::map<char, std::multiset<std::size_t>> lines;
-  for (std::size_t pos = 0; pos < log.size();) {
-    std::size_t end = log.find('\n', pos);
-    ASSERT_NE(end, std::string::npos) << "the log ends inside a line";
-    std::string line = log.substr(pos, end - pos);
-    ASSERT_EQ(line.find_first_not_of(line[0]), std::string::npos) << "a torn line";
-    lines[line[0]].insert(line.size());
-    pos = end + 1;
-  }
-  for (int p = 0; p < kProcesses; ++p) {
-    std::multiset<std::size_t> expected;
-    for (int r = 0; r < kRounds; ++r)
-      expected.insert(1 + (std::size_t(r) * 997) % 9000);
-    EXPECT_EQ(lines[char('a' + p)], expected);
-  }
+    for (int r = 0; r < kRounds; ++r) {
+      want_backups.insert({10, std::uint8_t(p), std::uint8_t(r / 256), std::uint8_t(r % 256)});
+      want_lines.insert(line(p, r));
+    }
+  AgentState s = load();
+  EXPECT_TRUE(decltype(want_backups)(s.ipv4_backups.begin(), s.ipv4_backups.end()) == want_backups);
+  EXPECT_EQ(s.options, 0xff);
+  std::string log = calls();
+  EXPECT_EQ(std::count(log.begin(), log.end(), '\n'), kProcesses * kToggles * 2);
+  log = messages();
+  ASSERT_EQ(log.back(), '\n') << "the log ends inside a line";
+  std::istringstream in(log);
+  for (std::string l; std::getline(in, l);)
+    lines.insert(l);
+  EXPECT_TRUE(lines == want_lines) << "a line lost or torn";
 }
 
 // A system call of the save that fails, with its error.
@@ -174,30 +168,23 @@ struct Fault {
 thread_local const Fault *g_fault = nullptr;
 thread_local bool g_wrote_half = false;
 
+// True, with errno set, when the fault is in `call`.
+bool fails(const char *call) {
+  if (!g_fault || std::strcmp(g_fault->call, call)) return false;
+  errno = g_fault->error;
+  return true;
+}
 ssize_t faulty_write(int fd, const void *data, std::size_t size) {
-  if (g_fault && !std::strcmp(g_fault->call, "write")) {
-    if (g_fault->partial && !g_wrote_half) {
-      g_wrote_half = true;
-      return ::write(fd, data, size / 2);
-    }
-    errno = g_fault->error;
-    return -1;
-  }
-  return ::write(fd, data, size);
+  if (!fails("write")) return ::write(fd, data, size);
+  if (!g_fault->partial || g_wrote_half) return -1;
+  g_wrote_half = true;
+  return ::write(fd, data, size / 2);
 }
 int faulty_fsync(int fd) {
-  if (g_fault && !std::strcmp(g_fault->call, "fsync")) {
-    errno = g_fault->error;
-    return -1;
-  }
-  return ::fsync(fd);
+  return fails("fsync") ? -1 : ::fsync(fd);
 }
 int faulty_rename(const char *from, const char *to) {
-  if (g_fault && !std::strcmp(g_fault->call, "rename")) {
-    errno = g_fault->error;
-    return -1;
-  }
-  return ::rename(from, to);
+  return fails("rename") ? -1 : ::rename(from, to);
 }
 
 TEST_F(AgentCrash, FailedWritesKeepTheOldStateAndSayWhy) {
@@ -214,9 +201,8 @@ TEST_F(AgentCrash, FailedWritesKeepTheOldStateAndSayWhy) {
     SCOPED_TRACE(std::string(f.call) + " " + std::strerror(f.error));
     g_fault = &f;
     g_wrote_half = false;
-    std::string err;
-    EXPECT_EQ(tool({"trust", "9"}, &err), kExitFailed);
-    EXPECT_NE(err.find(std::strerror(f.error)), std::string::npos) << err;
+    EXPECT_EQ(run("trust 9"), kExitFailed);
+    EXPECT_NE(err_.find(std::strerror(f.error)), std::string::npos) << err_;
     g_wrote_half = false;
     EXPECT_EQ(QuilSetOptions(nullptr, 0x80, 0x80), kErrWrite);
     g_fault = nullptr;

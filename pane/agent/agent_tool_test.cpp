@@ -4,11 +4,6 @@
 
 #include <gtest/gtest.h>
 
-#include <cstdio>
-#include <sstream>
-#include <thread>
-#include <vector>
-
 #include "pane/agent/agent_test_support.h"
 
 namespace tessary::agent {
@@ -16,33 +11,7 @@ namespace {
 
 using testing::read_file;
 
-class AgentTool : public testing::AgentDir {
- protected:
-  // Runs the command line (words split at spaces); its output and error text
-  // land in out_ and err_.
-  int run(const std::string &line) {
-    std::vector<std::string> words;
-    std::istringstream in(line);
-    for (std::string w; in >> w;)
-      words.push_back(w);
-    std::vector<const char *> argv = {"tessary-agent"};
-    for (const std::string &w : words)
-      argv.push_back(w.c_str());
-    std::FILE *out = std::tmpfile(), *err = std::tmpfile();
-    int rc = run_tool(static_cast<int>(argv.size()), argv.data(), out, err);
-    out_ = slurp(out);
-    err_ = slurp(err);
-    return rc;
-  }
-  static std::string slurp(std::FILE *f) {
-    std::string text(static_cast<std::size_t>(std::ftell(f)), '\0');
-    std::rewind(f);
-    text.resize(std::fread(text.data(), 1, text.size(), f));
-    std::fclose(f);
-    return text;
-  }
-  std::string out_, err_;
-};
+class AgentTool : public testing::AgentDir {};
 
 TEST_F(AgentTool, InitShowAndChanges) {
   EXPECT_EQ(run("show"), kExitFailed);
@@ -110,32 +79,6 @@ TEST_F(AgentTool, MalformedStateStateOptionAndLogs) {
   EXPECT_EQ(out_, "QuilAuthenticate(0) = 0\n");
   EXPECT_EQ(run("clear-logs"), kExitOk);
   EXPECT_EQ(read_file(paths().calls), "");
-}
-
-TEST_F(AgentTool, ConcurrentWritersLoseNothing) {
-  ASSERT_EQ(run("init"), kExitOk);
-  constexpr int kThreads = 6, kRounds = 20;
-  std::vector<std::thread> threads;
-  for (int t = 0; t < kThreads; ++t) {
-    threads.emplace_back([t] {
-      for (int r = 0; r < kRounds; ++r) {
-        std::string address = "10.0." + std::to_string(t) + "." + std::to_string(r);
-        const char *argv[] = {"tessary-agent", "backup", "add", address.c_str()};
-        std::FILE *sink = std::tmpfile();
-        EXPECT_EQ(run_tool(4, argv, sink, sink), kExitOk);
-        std::fclose(sink);
-      }
-    });
-  }
-  for (auto &t : threads)
-    t.join();
-  AgentState s = load();
-  ASSERT_EQ(s.ipv4_backups.size(), std::size_t(kThreads * kRounds));
-  for (int t = 0; t < kThreads; ++t)
-    for (int r = 0; r < kRounds; ++r)
-      EXPECT_NE(std::find(s.ipv4_backups.begin(), s.ipv4_backups.end(),
-                          std::array<std::uint8_t, 4>{10, 0, std::uint8_t(t), std::uint8_t(r)}),
-                s.ipv4_backups.end());
 }
 
 }  // namespace

@@ -1,7 +1,10 @@
-// The writer: byte-exact items, nested containers, the three modes giving
-// the same bytes, running out of room, dynamic growth, allocation failure.
+// The writer against a small model of the format in its three modes, with
+// the readers finding every item; running out of room, dynamic growth,
+// allocation failure.
 #include <gtest/gtest.h>
 
+#include <functional>
+#include <map>
 #include <random>
 #include <string>
 #include <vector>
@@ -11,25 +14,6 @@
 
 using xpt::Bytes;
 
-// Items' headers (tag in host order, type, big-endian length), each followed
-// by its data bytes (padding included).
-struct Item {
-  uint32_t tag;
-  const char *type;
-  uint32_t length;
-  Bytes data;
-};
-static Bytes items(std::initializer_list<Item> list) {
-  Bytes all;
-  for (const Item &i : list) {
-    all.insert(all.end(), {0, 0, 0, 0, 0, 0, 0, 0, uint8_t(i.length >> 24), uint8_t(i.length >> 16),
-                           uint8_t(i.length >> 8), uint8_t(i.length)});
-    std::memcpy(&all[all.size() - 12], &i.tag, 4);
-    std::memcpy(&all[all.size() - 8], i.type, 4);
-    all.insert(all.end(), i.data.begin(), i.data.end());
-  }
-  return all;
-}
 static Bytes dyn_bytes(xp_ntld *w) {  // the tree of a dynamic writer
   xp_data *d = xp_ntld_dyndata(w);
   Bytes b = xpt::bytes(xp_data_getptr(d), xp_data_length(d));
@@ -37,44 +21,173 @@ static Bytes dyn_bytes(xp_ntld *w) {  // the tree of a dynamic writer
   return b;
 }
 
-TEST(NtldWriter, ItemsAndNestedContainersAreByteExact) {
-  xpt::Guarded g(208);
-  xp_ntld *w = xp_ntld_new(g.data(), 208);
-  xp_ntld_open(w, 1, XP_TAG('r', 'o', 'o', 't'));
-  const uint32_t sizes[] = {
-      xp_ntld_add_string(w, 1, "abcde"), xp_ntld_add_number(w, 2, -2),
-      xp_ntld_add_tag(w, 3, XP_TAG('w', 'x', 'y', 'z')),
-      xp_ntld_add(w, 4, XP_TAG('b', 'l', 'o', 'b'), 2, nullptr), xp_ntld_escapedtext(w, 5, 0, ""),
-      // A backslash takes the next byte literally; a lone one at the end is
-      // dropped; a counted text may hold zero bytes.
-      xp_ntld_escapedtext(w, 6, -1, "\\a\\\\b\\"), xp_ntld_escapedtext(w, 7, 3, "a\0b")};
-  EXPECT_EQ(std::vector<uint32_t>(sizes, sizes + 7),
-            std::vector<uint32_t>({20, 16, 16, 16, 12, 16, 16}));
-  xp_ntld_open(w, 8, XP_TAG('l', 'i', 's', 't'));
-  xp_ntld_open(w, 9, XP_TAG('e', 'm', 't', 'y'));
-  EXPECT_EQ(xp_ntld_close(w), 12u);
-  xp_ntld_add_tag(w, 10, 0x01020304);
-  EXPECT_EQ(xp_ntld_check(w), 0u) << "incomplete while containers are open";
-  EXPECT_EQ(xp_ntld_length(w), 164u) << "closes both open levels";
-  Bytes want = items({{1, "root", 152, {}},
-                      {1, "text", 5, {'a', 'b', 'c', 'd', 'e', 0, 0, 0}},
-                      {2, "long", 4, {0xFF, 0xFF, 0xFF, 0xFE}},
-                      {3, "ctag", 4, {'w', 'x', 'y', 'z'}},
-                      {4, "blob", 2, {0, 0, 0, 0}},
-                      {5, "text", 0, {}},
-                      {6, "text", 3, {'a', '\\', 'b', 0}},
-                      {7, "text", 3, {'a', 0, 'b', 0}},
-                      {8, "list", 28, {}},
-                      {9, "emty", 0, {}},
-                      {10, "ctag", 4, {4, 3, 2, 1}}});
-  EXPECT_EQ(xpt::bytes(g.data(), want.size()), want);
-  EXPECT_TRUE(g.clean_from(want.size())) << "wrote past the last item";
-  // Release closes what is open, leaving a caller's buffer complete.
-  xp_ntld_reset(w, g.data(), 208);
-  xp_ntld_open(w, 1, XP_TAG('r', 'o', 'o', 't'));
-  xp_ntld_add_number(w, 2, 7);
-  xp_release(w);
-  EXPECT_EQ(xpt::bytes(g.data(), 12), items({{1, "root", 16, {}}}));
+// The model: an item is a 12-byte header (tag as the host stores it, type,
+// big-endian length), then its data padded with zeros to a multiple of 4.
+constexpr uint32_t kCont = XP_TAG('c', 'o', 'n', 't');  // the containers' type
+static uint32_t be32(const Bytes &b, size_t at) {
+  return uint32_t(b[at] << 24 | b[at + 1] << 16 | b[at + 2] << 8 | b[at + 3]);
+}
+constexpr auto padded = [](size_t n) { return (n + 3) & ~size_t(3); };
+struct Model {
+  Bytes out;
+  std::vector<size_t> open;  // where the open containers start
+  uint32_t item(uint32_t tag, uint32_t type, const Bytes &data) {
+    size_t at = out.size();
+    out.resize(at + 12 + padded(data.size()));
+    std::memcpy(&out[at], &tag, 4);
+    std::memcpy(&out[at + 4], &type, 4);
+    for (int i = 0; i < 4; ++i)
+      out[at + 8 + i] = uint8_t(data.size() >> (24 - 8 * i));
+    std::copy(data.begin(), data.end(), out.begin() + intptr_t(at) + 12);
+    return uint32_t(out.size() - at);
+  }
+  void start(uint32_t tag) { open.push_back(out.size()), item(tag, kCont, {}); }
+  uint32_t close() {
+    size_t at = open.back(), length = out.size() - at - 12;
+    open.pop_back();
+    for (int i = 0; i < 4; ++i)
+      out[at + 8 + i] = uint8_t(length >> (24 - 8 * i));
+    return uint32_t(length + 12);
+  }
+};
+
+// The readers on the container at `at` of the model's tree, and on every
+// level below it; the tree read lies at `base`, `item` stands for the
+// container (a writer, for the root).
+static void read_back(const Bytes &m, const uint8_t *base, size_t at, const void *item) {
+  const size_t end = at + 12 + be32(m, at + 8);
+  EXPECT_EQ(xp_ntld_verify(item, intptr_t(end - at)), end - at) << "children tile it";
+  EXPECT_EQ(xp_ntld_next(item), base + end);
+  EXPECT_EQ(xp_ntld_getbyindex(item, -1), at + 12 < end ? base + at + 12 : nullptr);
+  std::map<uint32_t, const uint8_t *> first;  // the first child of a tag wins
+  intptr_t i = 0;
+  for (size_t c = at + 12, n; c < end; c += 12 + padded(n), ++i) {
+    n = be32(m, c + 8);
+    uint32_t tag, type, code = 0;
+    std::memcpy(&tag, &m[c], 4);
+    std::memcpy(&type, &m[c + 4], 4);
+    first.emplace(tag, base + c);
+    ASSERT_EQ(xp_ntld_getbyindex(item, i), base + c);
+    EXPECT_EQ(xp_ntld_getbyname(item, tag), first[tag]);
+    EXPECT_EQ(xp_ntld_next(base + c), base + c + 12 + padded(n));
+    if (type == kCont) {
+      read_back(m, base, c, base + c);
+      continue;
+    }
+    if (type == XP_NTLD_CTAG) std::memcpy(&code, &m[c + 12], 4);
+    EXPECT_EQ(xp_ntld_gettagbyindex(item, i), code);
+    EXPECT_EQ(xp_ntld_getlongbyindex(item, i), type == XP_NTLD_LONG ? int32_t(be32(m, c + 12)) : 0);
+    Bytes got(n, '#'), want(n, '#');  // half is asked for: no more is copied
+    std::copy(&m[c + 12], &m[c + 12 + n / 2], want.begin());
+    EXPECT_EQ(xp_ntld_getbytesbyindex(item, i, nullptr, 0), intptr_t(n));
+    EXPECT_EQ(xp_ntld_getbytesbyindex(item, i, got.data(), intptr_t(n / 2)), intptr_t(n / 2));
+    EXPECT_EQ(got, want);
+  }
+  EXPECT_EQ(xp_ntld_count(item), i);
+  EXPECT_EQ(xp_ntld_getbyindex(item, i), nullptr) << "an index equal to the count";
+}
+
+// Random trees written in the three modes at once must give the model's
+// bytes, and the readers must find every item in them.
+TEST(NtldWriter, RandomTreesMatchTheModelInEveryMode) {
+  for (uint32_t seed = 1; seed <= 20; ++seed) {
+    SCOPED_TRACE(seed);
+    std::mt19937 rng(seed);
+    constexpr uint32_t kRoom = 1 << 16;
+    xpt::Guarded g(kRoom);
+    xp_ntld *ws[] = {xp_ntld_new(nullptr, kRoom), xp_ntld_new(g.data(), kRoom),
+                     xp_ntld_new(nullptr, XP_NTLD_DYNAMIC)};
+    Model m;
+    m.start(1);
+    for (xp_ntld *w : ws)
+      xp_ntld_open(w, 1, kCont);
+    for (int i = 0; i < 300; ++i) {
+      uint32_t tag = rng() % 5, v = rng(), want;  // few tags: names repeat within a level
+      std::string t(rng() % 8 ? rng() % 10 : 700, ' ');
+      for (char &c : t)
+        c = "a\\\0\xff"[rng() % 4];
+      const char *text = t.c_str();
+      std::function<uint32_t(xp_ntld *)> write;
+      switch (rng() % 7) {
+        case 0:
+          if (m.open.size() == 60) continue;
+          m.start(tag);
+          for (xp_ntld *w : ws)
+            xp_ntld_open(w, tag, kCont);
+          continue;
+        case 1:
+          if (m.open.size() == 1) continue;
+          want = m.close(), write = xp_ntld_close;
+          break;
+        case 2:
+          want = m.item(tag, XP_NTLD_LONG,
+                        {uint8_t(v >> 24), uint8_t(v >> 16), uint8_t(v >> 8), uint8_t(v)});
+          write = [&](xp_ntld *w) { return xp_ntld_add_number(w, tag, int32_t(v)); };
+          break;
+        case 3:
+          want = m.item(tag, XP_NTLD_CTAG, xpt::bytes(&v, 4));
+          write = [&](xp_ntld *w) { return xp_ntld_add_tag(w, tag, v); };
+          break;
+        case 4:  // up to the zero byte
+          want = m.item(tag, XP_NTLD_TEXT, xpt::bytes(text, std::strlen(text)));
+          write = [&](xp_ntld *w) { return xp_ntld_add_string(w, tag, text); };
+          break;
+        case 5:  // without bytes, zeros
+          want = m.item(tag, v, v & 1 ? Bytes(t.size()) : xpt::bytes(text, t.size()));
+          write = [&](xp_ntld *w) {
+            return xp_ntld_add(w, tag, v, uint32_t(t.size()), v & 1 ? nullptr : text);
+          };
+          break;
+        default: {  // a backslash makes the next byte literal; one at the very end is dropped
+          size_t n = v & 1 ? std::strlen(text) : t.size();  // measured, or counted
+          Bytes u;
+          for (size_t k = 0; k < n; ++k)
+            if (text[k] != '\\' || ++k < n) u.push_back(uint8_t(text[k]));
+          want = m.item(tag, XP_NTLD_TEXT, u);
+          write = [&, n](xp_ntld *w) {
+            return xp_ntld_escapedtext(w, tag, v & 1 ? -1 : intptr_t(n), text);
+          };
+        }
+      }
+      for (xp_ntld *w : ws)
+        ASSERT_EQ(write(w), want) << "step " << i;
+    }
+    // Containers are left open: finishing closes them.
+    uint32_t opened = uint32_t(m.open.size()), root = 0, closes = 0;
+    while (!m.open.empty())
+      m.close();
+    const uint32_t size = uint32_t(m.out.size());
+    for (uint32_t c; (c = xp_ntld_close(ws[0])); ++closes)
+      root = c;
+    EXPECT_EQ(root, size);
+    EXPECT_EQ(closes, opened);
+    EXPECT_EQ(xp_ntld_next(ws[0]), nullptr) << "a writer without a buffer";
+    EXPECT_EQ(xp_ntld_check(ws[1]) + xp_ntld_verify(ws[1], kRoom), 0u) << "containers are open";
+    xp_release(ws[1]);  // closes them
+    EXPECT_EQ(xpt::bytes(g.data(), size), m.out);
+    EXPECT_TRUE(g.clean_from(size));
+    EXPECT_EQ(xp_ntld_verify(g.data(), size - 1), 0u);
+    read_back(m.out, g.data(), 0, g.data());
+    ASSERT_EQ(xp_ntld_length(ws[2]), size);
+    EXPECT_EQ(xp_ntld_verify(ws[2], INTPTR_MAX), size) << "bounded by the writer's bytes";
+    read_back(m.out, static_cast<const uint8_t *>(xp_ntld_data(ws[2])), 0, ws[2]);
+    // A data object handed out never changes as the writer goes on.
+    xp_data *d = xp_ntld_dyndata(ws[2]);
+    xp_ntld_add_string(ws[2], 7, "more");
+    EXPECT_EQ(dyn_bytes(ws[2]).size(), size + 16);
+    EXPECT_EQ(xpt::bytes(xp_data_getptr(d), xp_data_length(d)), m.out);
+    xp_release(ws[0]), xp_release(ws[2]), xp_release(d);
+  }
+  // Sizing counts 64 levels; opens past them are ignored, bytes and all.
+  xp_ntld *s = xp_ntld_new(nullptr, 0);
+  for (int i = 0; i < 70; ++i)
+    xp_ntld_open(s, 1, XP_TAG('d', 'e', 'e', 'p'));
+  xp_ntld_add_number(s, 2, 3);
+  std::vector<uint32_t> closes;
+  for (uint32_t n; (n = xp_ntld_close(s));)
+    closes.push_back(n);
+  EXPECT_EQ(closes.size() * 1000 + closes[0], 64028u);
+  xp_release(s);
 }
 
 TEST(NtldWriter, FixedModeRefusesWhatDoesNotFitAndResetReuses) {
@@ -93,86 +206,28 @@ TEST(NtldWriter, FixedModeRefusesWhatDoesNotFitAndResetReuses) {
   EXPECT_EQ(xp_ntld_add_tag(w, 8, 1), 16u);
   EXPECT_EQ(xp_ntld_add(w, 9, XP_TAG('z', 'e', 'r', 'o'), 0, nullptr), 0u);
   EXPECT_EQ(xp_ntld_check(w), 16u);
-  EXPECT_EQ(xpt::bytes(g.data(), 16), items({{8, "ctag", 4, {1, 0, 0, 0}}}));
+  Model want;
+  want.item(8, XP_NTLD_CTAG, {1, 0, 0, 0});
+  EXPECT_EQ(xpt::bytes(g.data(), 16), want.out);
   xp_release(w);
 }
 
-// A random tree script: run in every mode, it must give the same bytes.
-static void run_script(xp_ntld *w, uint32_t seed) {
-  static const char *const texts[] = {"", "a", "abcd", "abcdefg"};
-  std::mt19937 rng(seed);
-  xp_ntld_open(w, 1, XP_TAG('r', 'o', 'o', 't'));
-  for (int i = 0, depth = 0; i < 300; ++i) {
-    unsigned op = rng() % 6;
-    if (op == 0 && depth < 60)
-      xp_ntld_open(w, rng(), XP_TAG('c', 'o', 'n', 't')), ++depth;
-    else if (op == 1 && depth)
-      xp_ntld_close(w), --depth;
-    else if (op == 2)
-      xp_ntld_add_number(w, rng(), int32_t(rng()));
-    else if (op == 3)
-      xp_ntld_add_string(w, rng(), texts[rng() % 4]);
-    else if (op == 5)
-      xp_ntld_escapedtext(w, rng(), 5, "a\\\\b\\");
-    else if (op == 4) {
-      Bytes b(rng() % 700);
-      for (auto &x : b)
-        x = uint8_t(rng());
-      xp_ntld_add(w, rng(), XP_TAG('b', 'l', 'o', 'b'), uint32_t(b.size()), b.data());
-    }
-  }
-}
-
-TEST(NtldWriter, ModesAgree) {
-  for (uint32_t seed = 1; seed <= 20; ++seed) {
-    xp_ntld *sizing = xp_ntld_new(nullptr, 0x7FFFFFFF), *d = xp_ntld_new(nullptr, XP_NTLD_DYNAMIC);
-    run_script(sizing, seed);
-    run_script(d, seed);
-    uint32_t size = 0;  // what closing the root reports
-    for (uint32_t n; (n = xp_ntld_close(sizing));)
-      size = n;
-    Bytes fixed(size);
-    xp_ntld *f = xp_ntld_new(fixed.data(), size);
-    run_script(f, seed);
-    ASSERT_EQ(xp_ntld_length(f), size) << seed;
-    EXPECT_EQ(dyn_bytes(d), fixed) << "exactly the bytes written, seed " << seed;
-    for (xp_ntld *x : {sizing, f, d})
-      xp_release(x);
-  }
-  // Sizing counts 64 levels; opens past them are ignored, bytes and all.
-  xp_ntld *s = xp_ntld_new(nullptr, 0);
-  for (int i = 0; i < 70; ++i)
-    xp_ntld_open(s, 1, XP_TAG('d', 'e', 'e', 'p'));
-  xp_ntld_add_number(s, 2, 3);
-  std::vector<uint32_t> closes;
-  for (uint32_t n; (n = xp_ntld_close(s));)
-    closes.push_back(n);
-  EXPECT_EQ(closes.size() * 1000 + closes[0], 64028u);
-  xp_release(s);
-}
-
-TEST(NtldWriter, DynamicModeNeverChangesADataObject) {
-  xp_ntld *w = xp_ntld_new(nullptr, XP_NTLD_DYNAMIC);
-  xp_ntld_open(w, 1, XP_TAG('r', 'o', 'o', 't'));
-  for (int i = 0; i < 5000; ++i)
-    xp_ntld_add_number(w, uint32_t(i), i);
-  xp_data *first = xp_ntld_dyndata(w);
-  Bytes before = xpt::bytes(xp_data_getptr(first), xp_data_length(first));
-  ASSERT_EQ(before.size(), 12u + 5000 * 16);
-  EXPECT_EQ(xp_ntld_getlongbyindex(before.data(), 4999), 4999);
-  xp_ntld_add_string(w, 7, "more");
-  EXPECT_EQ(dyn_bytes(w).size(), before.size() + 16);
-  EXPECT_EQ(xpt::bytes(xp_data_getptr(first), before.size()), before);
-  xp_release(first);
-  // A store's bytes are where the tree starts; the store stays as it was.
-  xp_data *store = xp_data_new(nullptr, 20);
-  xp_ntld_reset(w, store, XP_NTLD_DYNAMIC);
+// A store's bytes are where the tree starts; the store stays as it was.
+TEST(NtldWriter, DynamicModeStartsFromAStore) {
+  const Bytes ws(20, 'w');
+  xp_data *store = xp_data_new(ws.data(), 20);
+  xp_ntld *w = xp_ntld_new(store, XP_NTLD_DYNAMIC);
   xp_ntld_add_number(w, 1, 0x01020304);
+  Model want;
+  want.item(1, XP_NTLD_LONG, {1, 2, 3, 4});
+  want.out.resize(20, 'w');
+  EXPECT_EQ(dyn_bytes(w), want.out);
   xp_ntld_add_number(w, 2, 5);
-  Bytes want = items({{1, "long", 4, {1, 2, 3, 4}}, {2, "long", 4, {0, 0, 0, 5}}});
-  want.resize(36);
-  EXPECT_EQ(dyn_bytes(w), want);
-  EXPECT_EQ(xpt::bytes(xp_data_getptr(store), 20), Bytes(20, 0));
+  want.out.resize(16);
+  want.item(2, XP_NTLD_LONG, {0, 0, 0, 5});
+  want.out.resize(36);
+  EXPECT_EQ(dyn_bytes(w), want.out);
+  EXPECT_EQ(xpt::bytes(xp_data_getptr(store), 20), ws);
   xp_str *text = xp_str_new("x");
   EXPECT_EQ(xp_ntld_reset(w, text, XP_NTLD_DYNAMIC), 0) << "not a data object";
   xp_release(w), xp_release(store), xp_release(text);
