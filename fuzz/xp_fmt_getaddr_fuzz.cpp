@@ -3,6 +3,7 @@
 // reads behind its 23 are added only when that form is recognised. Also
 // renders the first bytes as an address of every kind into a buffer of a
 // size taken from the input and checks that nothing past it is written.
+#include <algorithm>
 #include <cstdint>
 #include <cstdlib>
 #include <cstring>
@@ -54,6 +55,12 @@ void render(const uint8_t *data, size_t size, intptr_t room) {
     auto *buf = static_cast<char *>(malloc(room ? static_cast<size_t>(room) : 1));
     intptr_t n = xp_fmt_addr(buf, room, kind, address);
     check(n <= room);
+    // The fixed kinds write a prefix of their whole text (kind 2 counts 23
+    // and writes up to 25).
+    char whole[48];
+    xp_fmt_addr(whole, sizeof whole, kind, address);
+    size_t written = kind == 2 ? std::min<size_t>(static_cast<size_t>(room), 25) : size_t(n);
+    if (kind >= 0 && n >= 0) check(memcmp(buf, whole, written) == 0);
     if (kind >= 0 && room >= 25 && n > 0) {
       unsigned char back[16];
       // Kind 2 is read back with the writer's count and its whole text.

@@ -1,5 +1,6 @@
 // Address text: rendering, reading back, agreement with inet_ntop/inet_pton,
-// and buffers never written past.
+// and buffers never written past (every size of every kind is the fuzz
+// target's).
 #include <arpa/inet.h>
 #include <gtest/gtest.h>
 
@@ -82,42 +83,6 @@ TEST(AddrRender, FormsAndRoom) {
            xp_fmt_addr(nullptr, 0, -1, cases[1].addr.data()), xp_fmt_addr(nullptr, 0, 0, z.data()),
            xp_fmt_addr(nullptr, 0, 1, nullptr), xp_fmt_addr(buf.data(), 32, 1, nullptr)}),
       std::vector<intptr_t>({40, 36, 8, 15, -1}));
-}
-
-// Every kind into every size: nothing past the size changes, the count
-// never exceeds it, the fixed kinds write a prefix of the text and read back.
-TEST(AddrRender, GuardBytesAtEverySizeAndReadBack) {
-  std::mt19937 rng(7);
-  std::vector<Bytes> addrs = {Bytes(16, 0), Bytes(16, 0xff)};
-  for (int i = 0; i < 20; ++i) {
-    Bytes a(16);
-    for (auto &b : a)
-      b = (rng() & 1) ? 0 : static_cast<unsigned char>(rng());
-    addrs.push_back(a);
-  }
-  for (int kind = -1; kind <= 2; ++kind) {
-    for (const Bytes &a : addrs) {
-      std::string full = render(kind, a, 64);
-      std::vector<char> whole(32);
-      xp_fmt_addr(whole.data(), 32, kind, a.data());
-      for (intptr_t size = 0; size <= 40; ++size) {
-        std::vector<char> buf(size + 16, '\x5a');
-        intptr_t n = xp_fmt_addr(buf.data(), size, kind, a.data());
-        ASSERT_EQ(std::string(buf.begin() + size, buf.end()), std::string(16, '\x5a')) << size;
-        ASSERT_LE(n, size);
-        size_t written = kind == 2 ? std::min<size_t>(size, 25) : static_cast<size_t>(n);
-        ASSERT_TRUE(kind < 0 || n < 0 || !memcmp(buf.data(), whole.data(), written)) << size;
-        ASSERT_TRUE(kind != -1 || size < 40 || std::string(buf.data(), n) == full) << size;
-      }
-      Bytes back;
-      std::string text(whole.data()), tail = text.size() > 23 ? text.substr(23) : "";
-      size_t len = kind == 0 ? 3 : kind == 1 ? 4 : 10;
-      if (kind >= 0) {
-        ASSERT_EQ(read(text.substr(0, text.size() - tail.size()), &back, 16, tail), kind) << text;
-        ASSERT_EQ(head(back, len), head(a, len)) << text;
-      }
-    }
-  }
 }
 
 // Our rule and inet_ntop's agree when the first zero run is also the
