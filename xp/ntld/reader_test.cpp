@@ -40,6 +40,13 @@ TEST(NtldReader, VerifyTilesOneLevel) {
     put(b, 28, 3, kBlob, c.second);
     EXPECT_EQ(xp_ntld_verify(b.data(), c.available), c.want) << c.parent << " " << c.first;
   }
+  // An index equal to the count finds nothing, also where the last child
+  // ends the parent exactly.
+  xpt::Bytes two(44, 0);
+  put(two, 0, 1, kBlob, 32), put(two, 12, 2, kBlob, 4), put(two, 28, 3, kBlob, 4);
+  ASSERT_EQ(xp_ntld_verify(two.data(), 44), 44u);
+  EXPECT_EQ(xp_ntld_getbyindex(two.data(), 1), two.data() + 28);
+  EXPECT_EQ(xp_ntld_getbyindex(two.data(), 2), nullptr);
   // Each buffer is exactly the verified bytes, so ASan sees any overrun. A
   // long child too short for its value reads as 0.
   xpt::Bytes b(26, 0), n(12, 0);

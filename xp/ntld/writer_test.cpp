@@ -1,10 +1,9 @@
-// The writer against a small model of the format in its three modes, with
-// the readers finding every item; running out of room, dynamic growth,
+// The writer against a small model of the format in its three modes;
+// running out of room, dynamic growth,
 // allocation failure.
 #include <gtest/gtest.h>
 
 #include <functional>
-#include <map>
 #include <random>
 #include <string>
 #include <vector>
@@ -24,9 +23,6 @@ static Bytes dyn_bytes(xp_ntld *w) {  // the tree of a dynamic writer
 // The model: an item is a 12-byte header (tag as the host stores it, type,
 // big-endian length), then its data padded with zeros to a multiple of 4.
 constexpr uint32_t kCont = XP_TAG('c', 'o', 'n', 't');  // the containers' type
-static uint32_t be32(const Bytes &b, size_t at) {
-  return uint32_t(b[at] << 24 | b[at + 1] << 16 | b[at + 2] << 8 | b[at + 3]);
-}
 constexpr auto padded = [](size_t n) { return (n + 3) & ~size_t(3); };
 struct Model {
   Bytes out;
@@ -51,44 +47,8 @@ struct Model {
   }
 };
 
-// The readers on the container at `at` of the model's tree, and on every
-// level below it; the tree read lies at `base`, `item` stands for the
-// container (a writer, for the root).
-static void read_back(const Bytes &m, const uint8_t *base, size_t at, const void *item) {
-  const size_t end = at + 12 + be32(m, at + 8);
-  EXPECT_EQ(xp_ntld_verify(item, intptr_t(end - at)), end - at) << "children tile it";
-  EXPECT_EQ(xp_ntld_next(item), base + end);
-  EXPECT_EQ(xp_ntld_getbyindex(item, -1), at + 12 < end ? base + at + 12 : nullptr);
-  std::map<uint32_t, const uint8_t *> first;  // the first child of a tag wins
-  intptr_t i = 0;
-  for (size_t c = at + 12, n; c < end; c += 12 + padded(n), ++i) {
-    n = be32(m, c + 8);
-    uint32_t tag, type, code = 0;
-    std::memcpy(&tag, &m[c], 4);
-    std::memcpy(&type, &m[c + 4], 4);
-    first.emplace(tag, base + c);
-    ASSERT_EQ(xp_ntld_getbyindex(item, i), base + c);
-    EXPECT_EQ(xp_ntld_getbyname(item, tag), first[tag]);
-    EXPECT_EQ(xp_ntld_next(base + c), base + c + 12 + padded(n));
-    if (type == kCont) {
-      read_back(m, base, c, base + c);
-      continue;
-    }
-    if (type == XP_NTLD_CTAG) std::memcpy(&code, &m[c + 12], 4);
-    EXPECT_EQ(xp_ntld_gettagbyindex(item, i), code);
-    EXPECT_EQ(xp_ntld_getlongbyindex(item, i), type == XP_NTLD_LONG ? int32_t(be32(m, c + 12)) : 0);
-    Bytes got(n, '#'), want(n, '#');  // half is asked for: no more is copied
-    std::copy(&m[c + 12], &m[c + 12 + n / 2], want.begin());
-    EXPECT_EQ(xp_ntld_getbytesbyindex(item, i, nullptr, 0), intptr_t(n));
-    EXPECT_EQ(xp_ntld_getbytesbyindex(item, i, got.data(), intptr_t(n / 2)), intptr_t(n / 2));
-    EXPECT_EQ(got, want);
-  }
-  EXPECT_EQ(xp_ntld_count(item), i);
-  EXPECT_EQ(xp_ntld_getbyindex(item, i), nullptr) << "an index equal to the count";
-}
-
 // Random trees written in the three modes at once must give the model's
-// bytes, and the readers must find every item in them.
+// bytes (the readers on such trees are the fuzz target's).
 TEST(NtldWriter, RandomTreesMatchTheModelInEveryMode) {
   for (uint32_t seed = 1; seed <= 20; ++seed) {
     SCOPED_TRACE(seed);
@@ -167,10 +127,8 @@ TEST(NtldWriter, RandomTreesMatchTheModelInEveryMode) {
     EXPECT_EQ(xpt::bytes(g.data(), size), m.out);
     EXPECT_TRUE(g.clean_from(size));
     EXPECT_EQ(xp_ntld_verify(g.data(), size - 1), 0u);
-    read_back(m.out, g.data(), 0, g.data());
     ASSERT_EQ(xp_ntld_length(ws[2]), size);
     EXPECT_EQ(xp_ntld_verify(ws[2], INTPTR_MAX), size) << "bounded by the writer's bytes";
-    read_back(m.out, static_cast<const uint8_t *>(xp_ntld_data(ws[2])), 0, ws[2]);
     // A data object handed out never changes as the writer goes on.
     xp_data *d = xp_ntld_dyndata(ws[2]);
     xp_ntld_add_string(ws[2], 7, "more");
