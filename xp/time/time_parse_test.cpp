@@ -110,26 +110,6 @@ TEST(LocaleParse, TypedTexts) {
   EXPECT_EQ(66896ul, xp_time_timetoseconds("6:34:56 PM") + xp_time_timetoseconds("6"));
 }
 
-// The measured characters (date separator, time separator, order,
-// markers); in fi_FI a clock time alone reads as one though it shares the
-// date's separator.
-TEST(LocaleParse, MeasuredCharacters) {
-  const std::pair<const char *, const char *> cases[] = {
-      {"en_US.UTF-8", "/:0AMPM"},
-      {"hu_HU.UTF-8", ".:2de.du."},
-      {"ko_KR.UTF-8", ".:2\xEC\x98\xA4\xEC\xA0\x84\xEC\x98\xA4\xED\x9B\x84"},
-      {"fi_FI.UTF-8", "..1AMPM"}};
-  for (auto [locale, chars] : cases) {
-    bool platform = locale[0] != 'f';
-    auto texts = platform ? LocaleTexts::platform(locale) : LocaleTexts::strftime(locale);
-    char datesep[16], timesep[16], am[16], pm[16];
-    int32_t order;
-    xpt::xt_getinternationalchars(datesep, timesep, am, pm, &order);
-    EXPECT_EQ(chars, datesep + std::string(timesep) + std::to_string(order) + am + pm) << locale;
-    EXPECT_TRUE(platform || xp_time_timetoseconds("22.34.56") == 81296ul);
-  }
-}
-
 // The caches follow the locale on the 10000th call (month names on their
 // own count); threads may refresh them while others read.
 TEST(LocaleParse, CachesRefreshEveryTenThousandCallsWhileThreadsRead) {
