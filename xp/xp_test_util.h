@@ -1,10 +1,12 @@
 // Helpers shared by the library's tests: strings and bytes taken out of
-// objects, buffers fenced by guard bytes, and the allocation-failure sweep.
+// objects, the installed locales, buffers fenced by guard bytes, and the
+// allocation-failure sweep.
 #ifndef XP_TEST_UTIL_H
 #define XP_TEST_UTIL_H
 
 #include <gtest/gtest.h>
 
+#include <cstdio>
 #include <cstring>
 #include <string>
 #include <vector>
@@ -27,6 +29,17 @@ inline std::string take(xp_str *s) {
 inline Bytes bytes(const void *p, size_t n) {
   const auto *b = static_cast<const unsigned char *>(p);
   return Bytes(b, b + n);
+}
+
+// Every installed UTF-8 locale, as `locale -a` names it.
+inline std::vector<std::string> utf8_locales() {
+  std::vector<std::string> names;
+  FILE *list = popen("locale -a", "r");
+  for (char line[256]; list && fgets(line, sizeof line, list);)
+    if (strcasestr(line, ".utf8") || strcasestr(line, ".utf-8"))
+      names.emplace_back(line, strcspn(line, "\n"));
+  if (list) pclose(list);
+  return names;
 }
 
 // size usable bytes with 16 guard bytes on each side.

@@ -109,11 +109,7 @@ TEST(Intl, OrdersClocksSeparatorsAndCurrencyOnBothPaths) {
 // too, for a locale where both agree), no name missing, and the decimal
 // separator of localeconv.
 TEST(Intl, NamesInEveryLocaleOnBothPaths) {
-  std::vector<std::string> names;
-  FILE *list = popen("locale -a", "r");
-  for (char line[128]; list && fgets(line, sizeof line, list);)
-    if (strstr(line, ".utf8")) names.push_back(std::string(line, strcspn(line, "\n")));
-  if (list) pclose(list);
+  const std::vector<std::string> names = xpt::utf8_locales();
   ASSERT_GT(names.size(), 0u);
   for (const std::string &name : names) {
     for (Platform p : {Platform::off, Platform::on}) {

@@ -5,6 +5,7 @@
 #include <gtest/gtest.h>
 
 #include "xp/time/time_test_util.h"
+#include "xp/xp_test_util.h"
 
 namespace {
 
@@ -51,12 +52,7 @@ long check_locale(const std::string &name) {
 }
 
 TEST(LocaleSweep, EveryLocaleReadsWhatItWrites) {
-  std::vector<std::string> locales;
-  FILE *list = popen("locale -a", "r");
-  for (char line[256]; list && fgets(line, sizeof line, list);)
-    if (strcasestr(line, ".utf8") || strcasestr(line, ".utf-8"))
-      locales.emplace_back(line, strcspn(line, "\n"));
-  if (list) pclose(list);
+  const std::vector<std::string> locales = xpt::utf8_locales();
   ASSERT_GT(locales.size(), 100u);
   for (bool platform : {true, false}) {
     size_t good = 0;
