@@ -2,8 +2,10 @@
 // writers (open, close, numbers, codes, texts, raw items, escaped texts),
 // kept beside as a model; the finished tree must verify at every level and
 // every reader must give back exactly what the model holds, on the tree in
-// memory and on the finished writer.
+// memory and on the finished writer; the sizing and fixed modes must give
+// the same bytes.
 #include <cstdint>
+#include <cstdlib>
 #include <cstring>
 #include <string>
 #include <vector>
@@ -105,18 +107,15 @@ void compare(const uint8_t *item, size_t available, const Node &model) {
   check(xp_ntld_getbyindex(item, intptr_t(model.children.size())) == nullptr);
 }
 
-}  // namespace
-
-extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size) {
-  Program in{data, size};
-  xp_ntld *w = xp_ntld_new(nullptr, XP_NTLD_DYNAMIC);
-  if (!w) return 0;
-  Node root;
-  root.tag = XP_TAG('r', 'o', 'o', 't');
-  root.type = XP_TAG('l', 'i', 's', 't');
-  root.container = true;
-  xp_ntld_open(w, root.tag, root.type);
-  std::vector<Node *> open = {&root};
+// Runs the program on the writer; with a model, fills it in.
+void write_program(xp_ntld *w, Program in, Node *root) {
+  Node scratch;
+  if (!root) root = &scratch;
+  root->tag = XP_TAG('r', 'o', 'o', 't');
+  root->type = XP_TAG('l', 'i', 's', 't');
+  root->container = true;
+  xp_ntld_open(w, root->tag, root->type);
+  std::vector<Node *> open = {root};
   while (in.n && open.size() < 24) {
     Node *parent = open.back();
     if (parent->children.size() > 64) break;
@@ -157,11 +156,14 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size) {
       written = xp_ntld_add_string(w, item.tag, t.c_str());
       item.type = XP_NTLD_TEXT;
       item.bytes = t;
-    } else if (op == 5) {
+    } else if (op == 5) {  // without bytes: zeros
       item.type = in.word();
       item.bytes = in.text(40);
-      written = xp_ntld_add(w, item.tag, item.type, uint32_t(item.bytes.size()), item.bytes.data());
-    } else {
+      bool zeros = item.type & 1;
+      written = xp_ntld_add(w, item.tag, item.type, uint32_t(item.bytes.size()),
+                            zeros ? nullptr : item.bytes.data());
+      if (zeros) item.bytes.assign(item.bytes.size(), '\0');
+    } else {  // a backslash makes the next byte literal; one at the very end is dropped
       std::string raw = in.text(40);
       written = xp_ntld_escapedtext(w, item.tag, intptr_t(raw.size()), raw.data());
       item.type = XP_NTLD_TEXT;
@@ -173,6 +175,19 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size) {
     check(written == 12 + ((item.bytes.size() + 3) & ~size_t(3)));
     parent->children.push_back(item);
   }
+}
+
+}  // namespace
+
+// The program in the dynamic mode, read back against the model; then in
+// the sizing mode, which must measure the same bytes, and in the fixed mode
+// into a buffer of exactly that size, which must hold the same bytes.
+extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size) {
+  const Program program{data, size};
+  xp_ntld *w = xp_ntld_new(nullptr, XP_NTLD_DYNAMIC);
+  if (!w) return 0;
+  Node root;
+  write_program(w, program, &root);
   uint32_t length = xp_ntld_length(w);
   // A finished writer reads as its root item.
   check(xp_ntld_count(w) == intptr_t(root.children.size()));
@@ -184,6 +199,20 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size) {
   const auto *bytes = static_cast<const uint8_t *>(xp_data_getptr(tree));
   check(length != 0 && length <= xp_data_length(tree));
   compare(bytes, length, root);
+
+  xp_ntld *sizing = xp_ntld_new(nullptr, 0x7FFFFFFF);
+  write_program(sizing, program, nullptr);
+  uint32_t measured = 0;
+  for (uint32_t n; (n = xp_ntld_close(sizing));)
+    measured = n;
+  xp_release(sizing);
+  check(measured == length);
+  auto *buffer = static_cast<uint8_t *>(malloc(length));
+  xp_ntld *fixed = xp_ntld_new(buffer, length);
+  write_program(fixed, program, nullptr);
+  xp_release(fixed);  // closes what is open
+  check(std::memcmp(buffer, bytes, length) == 0);
+  free(buffer);
   xp_release(tree);
   return 0;
 }
