@@ -132,8 +132,7 @@ uint64_t load_le32(const unsigned char *p) {
 }
 
 // Eight characters at a time: the high bit of each byte that is not a
-// digit (of each that is not a dot), exact (no carry crosses a byte), and
-// the high bits gathered into an 8-bit mask, bit k for byte k.
+// digit (of each that is not a dot), exact (no carry crosses a byte).
 constexpr uint64_t kOnes = 0x0101010101010101u;
 constexpr uint64_t kHigh = 0x8080808080808080u;
 constexpr uint64_t kLow7 = 0x7F7F7F7F7F7F7F7Fu;
@@ -144,9 +143,6 @@ uint64_t non_digits(uint64_t x) {
 uint64_t non_dots(uint64_t x) {
   uint64_t z = x ^ (kOnes * '.');
   return (((z & kLow7) + kLow7) | z) & kHigh;
-}
-unsigned mask8(uint64_t high_bits) {
-  return static_cast<unsigned>((high_bits * 0x0002040810204081u) >> 56);
 }
 
 // The usual IPv4 text, four fields of one to three digits joined by dots
@@ -169,22 +165,22 @@ inline __attribute__((always_inline)) bool dotted_quad(const unsigned char *p,
     in_a = kHigh >> 8;
     b = in_b = 0;
   }
-  // No byte that is neither; the dots as a 16-bit mask.
-  uint64_t non_dots_a = non_dots(a), non_dots_b = non_dots(b);
-  uint64_t bad = (non_digits(a) & non_dots_a & in_a) | (non_digits(b) & non_dots_b & in_b);
-  unsigned dots = mask8(non_dots_a ^ kHigh) | mask8(non_dots_b ^ kHigh) << 8;
-  // Exactly three dots (x3 keeps the third; nothing is left after it),
-  // none at either end or beside another, and no four digits in a row:
-  // four fields of one to three digits.
-  unsigned x2 = dots & (dots - 1), x3 = x2 & (x2 - 1);
-  unsigned all = (1u << n) - 1, digits = all & ~dots;
-  unsigned ends = 1u | (all + 1) >> 1;
-  if (bad || !x3 || (x3 & (x3 - 1)) || (dots & (ends | dots >> 1)) ||
-      (digits & digits >> 1 & digits >> 2 & digits >> 3))
+  // No byte that is neither digit nor dot. The first two dots of a dotted
+  // quad lie within its first eight characters, the third within twelve:
+  // each is found from the dots' high bits (one that is missing reads as
+  // position 16 or more, which gives a field length out of range below).
+  uint64_t dots_a = non_dots(a) ^ kHigh, dots_b = non_dots(b) ^ kHigh;
+  uint64_t bad = (non_digits(a) & ~dots_a & in_a) | (non_digits(b) & ~dots_b & in_b);
+  auto first = [](uint64_t high) {
+    return high ? static_cast<unsigned>(__builtin_ctzll(high)) >> 3 : 16u;
+  };
+  uint64_t a2 = dots_a & (dots_a - 1), a3 = a2 & (a2 - 1);
+  unsigned d1 = first(dots_a), d2 = first(a2), d3 = a3 ? first(a3) : 8 + first(dots_b);
+  // Nothing but digits after the third dot, and four fields of one to
+  // three digits.
+  uint64_t more = a3 ? (a3 & (a3 - 1)) | dots_b : dots_b & (dots_b - 1);
+  if (bad | more || d1 - 1 > 2 || d2 - d1 - 2 > 2 || d3 - d2 - 2 > 2 || n - d3 - 2 > 2)
     return false;
-  auto d1 = static_cast<unsigned>(__builtin_ctz(dots));
-  auto d2 = static_cast<unsigned>(__builtin_ctz(x2));
-  auto d3 = static_cast<unsigned>(__builtin_ctz(x3));
   // Each field from the three characters before its end, the last in the
   // third byte; the mask for its length drops those not its own and one
   // multiplication weighs the digits by 100, 10 and 1 (the byte keeps the
