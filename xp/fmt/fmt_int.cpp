@@ -4,6 +4,7 @@
 
 #include "xp/fmt/xp_fmt_internal.h"
 #include "xp/intl/xp_intl.h"
+#include "xp/intl/xp_intl_internal.h"
 
 const char xpf_lower_digits[] = "0123456789abcdefx";
 const char xpf_upper_digits[] = "0123456789ABCDEFX";
@@ -41,23 +42,10 @@ inline size_t decimal_count(uint64_t v) {
 namespace xpf {
 
 size_t locale_text(Text which, char *out16) {
-  char tmp[17];
-  intptr_t n = 0;
-  switch (which) {
-    case Text::plus:
-      n = xp_intl_plus(nullptr, tmp, sizeof tmp);
-      break;
-    case Text::minus:
-      n = xp_intl_minus(nullptr, tmp, sizeof tmp);
-      break;
-    case Text::decimal:
-      n = xp_intl_decimal(nullptr, tmp, sizeof tmp);
-      break;
-  }
-  if (n < 0) n = 0;
-  if (n > 16) n = 16;
-  xpf::copy_upto16(out16, tmp, (size_t)n);
-  return (size_t)n;
+  size_t field = which == Text::plus    ? offsetof(xp_intl, plus)
+                 : which == Text::minus ? offsetof(xp_intl, minus)
+                                        : offsetof(xp_intl, decimal);
+  return xpi_text16(nullptr, field, out16);
 }
 
 void grouping_for(uint32_t flags, Grouping *g) {

@@ -386,6 +386,16 @@ xp_intl *xpi_reload(xp_intl *intl) {
   return o;
 }
 
+size_t xpi_text16(xp_intl *intl, size_t field, char *out16) {
+  xp_intl *o = xpi_reload(intl);
+  if (!o) return 0;
+  size_t got = read_until(o, field, out16, 16, has_zero);
+  size_t n = got - 8;
+  while (n < got && out16[n])
+    n++;
+  return n;
+}
+
 void xpi_snapshot(const xp_intl *from, xp_intl *to) {
   const xp_intl *o = from ? from : xpi_reload(nullptr);
   read_settings(o, kBody, reinterpret_cast<char *>(to) + kBody, kEnd - kBody);

@@ -54,6 +54,11 @@ struct xp_intl {
 // The load step: brings the object (null: the shared default) up to date
 // and answers the object it worked on.
 xp_intl *xpi_reload(xp_intl *intl);
+// The 16-byte text field at `field` (an offset in xp_intl) of the object
+// brought up to date (null: the shared default), copied to out16 as far as
+// its terminator; answers its length. The formatters' short way to the
+// separators and signs.
+size_t xpi_text16(xp_intl *intl, size_t field, char *out16);
 // Publishes the settings of `from` in `to` (null: the shared default) in one
 // step, as a load does; the override flags and expiry of `to` stay. The
 // only way to change the settings of an object that readers may share.

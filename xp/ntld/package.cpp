@@ -54,13 +54,13 @@ xp_data *hand_out(xp_ntld *w) {
     w->capacity = 0;
     w->offset = 0;
     w->lost = true;
-    update_limit(w);
+    publish(w);
     return nullptr;
   }
   // Later writes copy again before they change anything.
   w->data = d;
   w->buffer = static_cast<uint8_t *>(const_cast<void *>(xp_data_getptr(d)));
-  update_limit(w);
+  publish(w);
   return static_cast<xp_data *>(xp_retain(d));
 }
 
@@ -86,7 +86,7 @@ xp_data *xp_ntld_package(void *obj, uint32_t tag) {
       w->room = size_t(size);
       w->buffer = w->block;
       w->capacity = uint32_t(size);
-      update_limit(w);
+      publish(w);
       control(obj, XP_CONTROL_SERIALIZE, xp_word(tag), reinterpret_cast<xp_word>(w));
       d = xp_ntld_dyndata(w);
     }

@@ -29,8 +29,8 @@ const uint8_t *resolve(const void *arg, uint64_t *limit, uint64_t readable) {
       std::memcpy(&release, p + offsetof(xp_obj, release), sizeof release);
       if (release == xp_ntld_release) {
         const auto *w = reinterpret_cast<const xp_ntld *>(arg);
-        if (!w->buffer || w->capacity < kHeader || w->head != kNone) return nullptr;
-        if (limit) *limit = w->capacity;
+        if (!w->buffer || tree_capacity(w) < kHeader || w->head != kNone) return nullptr;
+        if (limit) *limit = tree_capacity(w);
         return w->buffer;
       }
     }

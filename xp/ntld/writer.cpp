@@ -7,6 +7,7 @@ namespace xpn {
 namespace {
 
 uint8_t g_empty[4];  // what an empty dynamic writer's data pointer shows
+uint8_t g_spare[1];  // where next and stop point without a buffer
 
 void setup(xp_ntld *w, void *store, uint32_t size, bool *ok) {
   w->data = nullptr;
@@ -29,7 +30,7 @@ void setup(xp_ntld *w, void *store, uint32_t size, bool *ok) {
   } else {
     w->mode = kSizing;
   }
-  update_limit(w);
+  publish(w);
 }
 
 void drop(xp_ntld *w) {
@@ -56,7 +57,6 @@ bool grow_block(xp_ntld *w, uint64_t need) {
       w->offset = 0;
       w->head = kNone;
       w->lost = true;
-      update_limit(w);
       return false;
     }
     w->block = p;
@@ -72,27 +72,28 @@ bool grow_block(xp_ntld *w, uint64_t need) {
   }
   w->room = want;
   w->buffer = w->block;
-  update_limit(w);
   return true;
 }
 
-// Where the next `total` bytes go, or null when they are refused. The two
-// common cases are inline: room within the capacity (fixed mode, or the
-// dynamic mode's own block), and a dynamic tree that grows at its end
-// within the block's spare room, which needs no zeroing since the item
-// fills the new bytes.
-inline uint8_t *fast_reserve(xp_ntld *w, uint32_t total) {
-  uint32_t offset = w->offset, capacity = w->capacity;
-  uint64_t end = uint64_t{offset} + total;
-  if (end <= w->limit && (capacity >= end || capacity == offset)) {
-    if (end > capacity) w->capacity = static_cast<uint32_t>(end);
-    return w->buffer + offset;
-  }
-  return nullptr;
+// How far from the buffer's start items may go without room being made:
+// fixed mode's capacity; in dynamic mode with the writer's own block, the
+// tree's length or, at its end, the block's room; elsewhere nothing.
+uint64_t free_limit(const xp_ntld *w) {
+  if (w->mode == kFixed) return w->capacity;
+  if (w->mode != kDynamic || !w->block || w->lost) return w->offset;
+  if (w->offset < w->capacity) return w->capacity;
+  return w->room < 0xFFFFFFFFu ? w->room : 0xFFFFFFFFu;
 }
 
+// Where the next `total` bytes go, or null when they are refused. A
+// dynamic tree that grows at its end within the block's room grows by just
+// the item, which fills the new bytes, so they need no zeroing.
 inline uint8_t *reserve(xp_ntld *w, uint32_t total) {
-  if (uint8_t *p = fast_reserve(w, total)) return p;
+  uint64_t end = uint64_t{w->offset} + total;
+  if (w->buffer && end <= free_limit(w)) {
+    if (end > w->capacity) w->capacity = static_cast<uint32_t>(end);
+    return w->buffer + w->offset;
+  }
   if (w->mode != kDynamic || !make_room(w, total)) return nullptr;
   return w->buffer + w->offset;
 }
@@ -107,30 +108,31 @@ uint32_t count(xp_ntld *w, uint64_t total) {
 // A 16-byte item with a 4-byte value, written as whole words.
 constexpr uint32_t kWordItem = kHeader + 4;
 
-inline void put_word(xp_ntld *w, uint8_t *p, uint32_t tag, uint32_t type, uint32_t value) {
+inline void put_word(uint8_t *p, uint32_t tag, uint32_t type, uint32_t value) {
   store32(p, tag);
   store32(p + 4, type);
   store_be(p + 8, 4);
   store32(p + 12, value);
-  w->offset += kWordItem;
 }
 
 __attribute__((noinline)) uint32_t add_word_slowly(xp_ntld *w, uint32_t tag, uint32_t type,
                                                    uint32_t value) {
   if (!w) return 0;
+  Settled settled(w);
   if (w->mode == kSizing) return count(w, kWordItem);
   uint8_t *p = reserve(w, kWordItem);
   if (!p) return 0;
-  put_word(w, p, tag, type, value);
+  put_word(p, tag, type, value);
+  w->offset += kWordItem;
   return kWordItem;
 }
 
+// The public header's inline path, for calls that come here.
 inline uint32_t add_word(xp_ntld *w, uint32_t tag, uint32_t type, uint32_t value) {
-  if (w) {
-    if (uint8_t *p = fast_reserve(w, kWordItem)) {
-      put_word(w, p, tag, type, value);
-      return kWordItem;
-    }
+  if (w && w->stop - w->next >= kWordItem) {
+    put_word(w->next, tag, type, value);
+    w->next += kWordItem;
+    return kWordItem;
   }
   return add_word_slowly(w, tag, type, value);
 }
@@ -147,6 +149,15 @@ void put_header(uint8_t *p, uint32_t tag, uint32_t type, uint32_t length) {
 }
 
 }  // namespace
+
+void publish(xp_ntld *w) {
+  if (!w->buffer) {
+    w->next = w->stop = g_spare;
+    return;
+  }
+  w->next = w->buffer + w->offset;
+  w->stop = w->buffer + free_limit(w);
+}
 
 bool make_room(xp_ntld *w, uint32_t total) {
   if (w->mode == kFixed) return w->capacity - w->offset >= total;
@@ -187,6 +198,7 @@ xp_ntld *xp_ntld_new(void *store, uint32_t size) {
 
 int xp_ntld_reset(xp_ntld *w, void *store, uint32_t size) {
   if (!w) return 0;
+  Settled settled(w);
   drop(w);
   bool ok;
   setup(w, store, size, &ok);
@@ -206,6 +218,7 @@ void xp_ntld_release(void *obj) {
 
 void xp_ntld_open(xp_ntld *w, uint32_t tag, uint32_t type) {
   if (!w) return;
+  Settled settled(w);
   if (w->mode == kSizing) {
     // Deliberately ignored beyond the stack's depth: the offset stays too.
     if (w->depth >= kSizingDepth || w->offset > 0xFFFFFFFFu - kHeader) return;
@@ -224,6 +237,7 @@ void xp_ntld_open(xp_ntld *w, uint32_t tag, uint32_t type) {
 
 uint32_t xp_ntld_close(xp_ntld *w) {
   if (!w) return 0;
+  Settled settled(w);
   if (w->mode == kSizing) {
     if (!w->depth) return 0;
     return w->offset - w->stack[--w->depth];
@@ -238,6 +252,7 @@ uint32_t xp_ntld_close(xp_ntld *w) {
 
 uint32_t xp_ntld_add(xp_ntld *w, uint32_t tag, uint32_t type, uint32_t length, const void *bytes) {
   if (!w) return 0;
+  Settled settled(w);
   uint64_t total = kHeader + padded(length);
   if (total > 0xFFFFFFFFu) return 0;
   if (w->mode == kSizing) return count(w, total);
@@ -271,6 +286,7 @@ uint32_t xp_ntld_add_string(xp_ntld *w, uint32_t tag, const char *text) {
 
 uint32_t xp_ntld_escapedtext(xp_ntld *w, uint32_t tag, intptr_t length, const void *bytes) {
   if (!w) return 0;
+  Settled settled(w);
   const auto *in = static_cast<const uint8_t *>(bytes);
   size_t n = 0;
   if (in) n = length < 0 ? std::strlen(static_cast<const char *>(bytes)) : size_t(length);
@@ -313,6 +329,7 @@ uint32_t xp_ntld_escapedtext(xp_ntld *w, uint32_t tag, intptr_t length, const vo
 
 void *xp_ntld_data(xp_ntld *w) {
   if (!w) return nullptr;
+  Settled settled(w);
   close_all(w);
   if (!w->buffer && w->mode == kDynamic && !w->lost) return g_empty;
   return w->buffer;
@@ -320,6 +337,7 @@ void *xp_ntld_data(xp_ntld *w) {
 
 xp_data *xp_ntld_dyndata(xp_ntld *w) {
   if (!w) return nullptr;
+  Settled settled(w);
   close_all(w);
   if (w->mode != kDynamic) return nullptr;
   return hand_out(w);
@@ -332,9 +350,11 @@ uint32_t xp_ntld_length(xp_ntld *w) {
 }
 
 uint32_t xp_ntld_check(const xp_ntld *w) {
-  if (!w || !w->buffer || w->capacity < kHeader || w->head != kNone) return 0;
+  if (!w || !w->buffer || w->head != kNone) return 0;
+  uint32_t capacity = tree_capacity(w);
+  if (capacity < kHeader) return 0;
   uint64_t total = kHeader + uint64_t{length_of(w->buffer)};
-  return total <= w->capacity ? static_cast<uint32_t>(total) : 0;
+  return total <= capacity ? static_cast<uint32_t>(total) : 0;
 }
 
 }  // extern "C"

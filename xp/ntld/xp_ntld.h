@@ -10,6 +10,8 @@
 #ifndef XP_NTLD_H
 #define XP_NTLD_H
 
+#include <string.h>
+
 #include "xp/core/xp_core.h"
 
 #ifdef __cplusplus
@@ -61,6 +63,51 @@ XP_API uint32_t xp_ntld_add(xp_ntld *w, uint32_t tag, uint32_t type, uint32_t le
 XP_API uint32_t xp_ntld_add_tag(xp_ntld *w, uint32_t tag, uint32_t code);
 /** A long item holding value. */
 XP_API uint32_t xp_ntld_add_number(xp_ntld *w, uint32_t tag, int32_t value);
+/* The two 16-byte adders are inline where the item fits: a writer's head
+ * (below; not for callers' use) tells where the next item goes and how far
+ * items may go there without the library. Anything else, a null writer
+ * included, goes to the functions above, as does a call through their
+ * names in parentheses or their addresses. */
+struct xp_ntld_head_ {
+  xp_obj obj;
+  unsigned char *next;
+  unsigned char *stop;
+};
+
+static inline uint32_t xp_ntld_word_(xp_ntld *w, uint32_t tag, uint32_t type,
+                                     const unsigned char value[4]) {
+  struct xp_ntld_head_ *h = (struct xp_ntld_head_ *)(void *)w;
+  unsigned char *p = h->next;
+  if (h->stop - p < 16) return 0;
+  memcpy(p, &tag, 4);
+  memcpy(p + 4, &type, 4);
+  p[8] = 0;
+  p[9] = 0;
+  p[10] = 0;
+  p[11] = 4;
+  memcpy(p + 12, value, 4);
+  h->next = p + 16;
+  return 16;
+}
+
+static inline uint32_t xp_ntld_add_tag_(xp_ntld *w, uint32_t tag, uint32_t code) {
+  unsigned char value[4];
+  memcpy(value, &code, 4);
+  if (w && xp_ntld_word_(w, tag, XP_NTLD_CTAG, value)) return 16;
+  return (xp_ntld_add_tag)(w, tag, code);
+}
+
+static inline uint32_t xp_ntld_add_number_(xp_ntld *w, uint32_t tag, int32_t value) {
+  uint32_t v = (uint32_t)value;
+  unsigned char be[4] = {(unsigned char)(v >> 24), (unsigned char)(v >> 16),
+                         (unsigned char)(v >> 8), (unsigned char)v};
+  if (w && xp_ntld_word_(w, tag, XP_NTLD_LONG, be)) return 16;
+  return (xp_ntld_add_number)(w, tag, value);
+}
+
+#define xp_ntld_add_tag(w, tag, code) xp_ntld_add_tag_(w, tag, code)
+#define xp_ntld_add_number(w, tag, value) xp_ntld_add_number_(w, tag, value)
+
 /** A text item of a zero-terminated text's bytes (terminator left out). */
 XP_API uint32_t xp_ntld_add_string(xp_ntld *w, uint32_t tag, const char *text);
 /** A text item from bytes in which a backslash makes the next byte literal
