@@ -68,6 +68,7 @@ XP_API uint32_t xp_ntld_add_number(xp_ntld *w, uint32_t tag, int32_t value);
  * items may go there without the library. Anything else, a null writer
  * included, goes to the functions above, as does a call through their
  * names in parentheses or their addresses. */
+/** \cond */
 struct xp_ntld_head_ {
   xp_obj obj;
   unsigned char *next;
@@ -107,6 +108,7 @@ static inline uint32_t xp_ntld_add_number_(xp_ntld *w, uint32_t tag, int32_t val
 
 #define xp_ntld_add_tag(w, tag, code) xp_ntld_add_tag_(w, tag, code)
 #define xp_ntld_add_number(w, tag, value) xp_ntld_add_number_(w, tag, value)
+/** \endcond */
 
 /** A text item of a zero-terminated text's bytes (terminator left out). */
 XP_API uint32_t xp_ntld_add_string(xp_ntld *w, uint32_t tag, const char *text);
