@@ -3,6 +3,8 @@
 // reads behind its 23 are added only when that form is recognised. Also
 // renders the first bytes as an address of every kind into a buffer of a
 // size taken from the input and checks that nothing past it is written.
+#include <arpa/inet.h>
+
 #include <algorithm>
 #include <cstdint>
 #include <cstdlib>
@@ -53,6 +55,32 @@ void read_text(const uint8_t *data, size_t size, intptr_t room) {
   free(exact);
 }
 
+// The IPv6 text names the address for inet_pton; it is inet_ntop's own
+// text where the first zero run is also the earliest longest one, at least
+// two groups long, and no IPv4 tail form applies, and differs elsewhere.
+void ipv6_against_the_c_library(const unsigned char address[16]) {
+  char mine[48], theirs[INET6_ADDRSTRLEN];
+  intptr_t n = xp_fmt_addr(mine, 40, -1, address);
+  check(n > 0 && n < 40);
+  mine[n] = 0;
+  unsigned char back[16];
+  check(inet_pton(AF_INET6, mine, back) == 1 && memcmp(back, address, 16) == 0);
+  int first_len = 0, best_len = 0, run = 0;
+  for (int k = 0; k <= 8; ++k) {
+    if (k < 8 && !address[2 * k] && !address[2 * k + 1]) {
+      ++run;
+      continue;
+    }
+    if (run && !first_len) first_len = run;
+    best_len = std::max(best_len, run);
+    run = 0;
+  }
+  bool v4_tail = !memcmp(address, "\0\0\0\0\0\0\0\0\0\0", 10);
+  bool agree = !first_len || (first_len >= 2 && first_len == best_len && !v4_tail);
+  check(inet_ntop(AF_INET6, address, theirs, sizeof theirs) != nullptr);
+  if (agree || !v4_tail) check((strcmp(mine, theirs) == 0) == agree);
+}
+
 void render(const uint8_t *data, size_t size, intptr_t room) {
   unsigned char address[16] = {0};
   memcpy(address, data, size < 16 ? size : 16);
@@ -74,6 +102,7 @@ void render(const uint8_t *data, size_t size, intptr_t room) {
     }
     free(buf);
   }
+  ipv6_against_the_c_library(address);
 }
 
 }  // namespace

@@ -1,6 +1,6 @@
-// Address text: rendering, reading back, agreement with inet_ntop/inet_pton,
-// and buffers never written past (every size of every kind is the fuzz
-// target's).
+// Address text: rendering, reading back, IPv4 against inet_ntop/inet_pton,
+// and buffers never written past (IPv6 against the C library, and every
+// size of every kind, are the fuzz target's).
 #include <arpa/inet.h>
 #include <gtest/gtest.h>
 
@@ -83,46 +83,6 @@ TEST(AddrRender, FormsAndRoom) {
            xp_fmt_addr(nullptr, 0, -1, cases[1].addr.data()), xp_fmt_addr(nullptr, 0, 0, z.data()),
            xp_fmt_addr(nullptr, 0, 1, nullptr), xp_fmt_addr(buf.data(), 32, 1, nullptr)}),
       std::vector<intptr_t>({40, 36, 8, 15, -1}));
-}
-
-// Our rule and inet_ntop's agree when the first zero run is also the
-// earliest longest one, at least two groups long, and no IPv4 tail form
-// applies. Elsewhere the text differs but names the same address.
-TEST(AddrOracle, Ipv6AgainstInetNtopAndInetPton) {
-  std::mt19937 rng(2);
-  int same = 0, differ = 0;
-  for (int i = 0; i < 40000; ++i) {
-    Bytes a(16);
-    unsigned g[8];
-    int first_len = 0, best_len = 0;
-    for (int k = 0, run = 0; k <= 8; ++k) {
-      if (k < 8) {
-        unsigned r = rng();
-        g[k] = (r & 3) || (i % 4 == 0 && k < 6) ? 0 : (r >> 8) & ((r & 4) ? 0xffff : 0xf);
-        a[2 * k] = static_cast<unsigned char>(g[k] >> 8);
-        a[2 * k + 1] = static_cast<unsigned char>(g[k]);
-        if (!g[k] && ++run) continue;
-      }
-      if (run && !first_len) first_len = run;
-      best_len = std::max(best_len, run);
-      run = 0;
-    }
-    std::string mine = render(-1, a, 64);
-    ASSERT_EQ(render(-1, a, xp_fmt_addr(nullptr, 0, -1, a.data())), mine);
-    unsigned char back[16];
-    ASSERT_EQ(inet_pton(AF_INET6, mine.c_str(), back), 1) << mine;
-    ASSERT_EQ(Bytes(back, back + 16), a) << mine;
-    bool v4_tail = !g[0] && !g[1] && !g[2] && !g[3] && !g[4];
-    bool agree = !first_len || (first_len >= 2 && first_len == best_len && !v4_tail);
-    char theirs[INET6_ADDRSTRLEN];
-    ASSERT_NE(inet_ntop(AF_INET6, a.data(), theirs, sizeof theirs), nullptr);
-    if (agree || !v4_tail) {
-      ASSERT_EQ(mine == theirs, agree) << mine;
-      ++(agree ? same : differ);
-    }
-  }
-  EXPECT_GT(same, 1000);
-  EXPECT_GT(differ, 1000);
 }
 
 TEST(AddrOracle, Ipv4AgainstInetNtopAndInetPton) {

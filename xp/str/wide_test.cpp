@@ -1,5 +1,6 @@
 // UTF-16 conversions: byte-order marks, the vectorised passes against the
-// unit-by-unit definition at every length and misalignment, and decoding.
+// unit-by-unit definition at every length and misalignment, and decoding
+// (round trips of arbitrary units are the fuzz target's).
 #include <gtest/gtest.h>
 
 #include <random>
@@ -135,11 +136,4 @@ TEST(StrWide, WgetDecodesIntoBigEndianUnits) {
   // skipped; a new lead abandons an unfinished sequence; FE starts nothing.
   EXPECT_EQ(wget_all(xp_str_new("\xf0\x9f\x98\x80\x80\x80\xe2\x82\xc3\xa9\xfe\x80\xe2z"), 20),
             (Units{0xF600, 0xE9, 'z'}));
-  // Every unit made by xp_str_wmake comes back.
-  std::mt19937 rng(7);
-  Units units = random_units(rng, 5000), stored;
-  units[0] = 'x';  // not a mark
-  for (auto &u : units)
-    stored.push_back(be(u = u ? u : 1));
-  EXPECT_EQ(wget_all(xp_str_wmake(stored.data(), intptr_t(stored.size())), 6000), units);
 }
