@@ -35,6 +35,11 @@ void read_text(const uint8_t *data, size_t size, intptr_t room) {
   check(xp_fmt_getaddr(out, room, text, length) == kind);
   for (size_t i = static_cast<size_t>(room); i < sizeof out; ++i)
     check(out[i] == 0xA5);
+  // Within the room, the bytes of a read with room for all.
+  unsigned char full[16];
+  memset(full, 0xA5, sizeof full);
+  check(xp_fmt_getaddr(full, 16, text, length) == kind);
+  check(kind < 0 || memcmp(out, full, static_cast<size_t>(room)) == 0);
   // The usual IPv4 text has its own reader, taken only with room for all
   // four bytes: the general one must agree on the first three.
   unsigned char three[3];

