@@ -1,18 +1,23 @@
 // Helpers shared by the library's tests: strings and bytes taken out of
-// objects, the installed locales, buffers fenced by guard bytes, and the
-// allocation-failure sweep.
+// objects, the installed locales and a scope that uses one, buffers fenced
+// by guard bytes, and the allocation-failure sweep.
 #ifndef XP_TEST_UTIL_H
 #define XP_TEST_UTIL_H
 
 #include <gtest/gtest.h>
+#include <locale.h>
 
 #include <cstdio>
+#include <cstdlib>
 #include <cstring>
+#include <optional>
 #include <string>
 #include <vector>
 
 #include "xp/core/xp_core_internal.h"
+#include "xp/intl/xp_intl_internal.h"
 #include "xp/str/xp_str.h"
+#include "xp/time/xp_time_internal.h"
 
 namespace xpt {
 
@@ -41,6 +46,42 @@ inline std::vector<std::string> utf8_locales() {
   if (list) pclose(list);
   return names;
 }
+
+// The locale `name` (LC_ALL, LANG and the C library's), with the platform's
+// locale services or without them, every settings cache reloaded, until the
+// scope ends and the environment is put back. A missing locale or platform
+// fails the test.
+enum class Platform { on, off };
+class Locale {
+ public:
+  Locale(const char *name, Platform platform) {
+    for (int i = 0; i < 3; i++)
+      if (const char *v = getenv(kVars[i])) saved_[i] = v;
+    setenv("LC_ALL", name, 1);
+    setenv("LANG", name, 1);
+    platform == Platform::on ? unsetenv(kVars[2]) : setenv(kVars[2], "1", 1);
+    EXPECT_TRUE(setlocale(LC_ALL, name) &&
+                (platform == Platform::off || xpi_load_framework(nullptr)))
+        << "locale " << name << " or the platform is missing";
+    reload();
+  }
+  Locale(const Locale &) = delete;
+  ~Locale() {
+    setlocale(LC_ALL, "C");
+    for (int i = 0; i < 3; i++)
+      saved_[i] ? setenv(kVars[i], saved_[i]->c_str(), 1) : unsetenv(kVars[i]);
+    reload();
+  }
+
+ private:
+  static void reload() {
+    xp_intl_reset(nullptr);
+    xpt::xt_locale_counter = 0;
+    xpt::xt_cm_counter = 0;
+  }
+  static constexpr const char *kVars[3] = {"LC_ALL", "LANG", "XP_INTL_NO_PLATFORM"};
+  std::optional<std::string> saved_[3];
+};
 
 // size usable bytes with 16 guard bytes on each side.
 struct Guarded {

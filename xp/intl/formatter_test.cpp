@@ -11,13 +11,12 @@
 #include <gtest/gtest.h>
 #include <unicode/ucurr.h>
 
-#include "xp/intl/intl_test_util.h"
 #include "xp/intl/platform.h"
 #include "xp/intl/xp_intl_internal.h"
 #include "xp/xp_test_util.h"
 
-using xpi_test::Locale;
-using xpi_test::Platform;
+using xpt::Locale;
+using xpt::Platform;
 
 namespace {
 

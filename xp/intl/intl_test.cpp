@@ -18,13 +18,12 @@
 
 #include "xp/core/xp_core_internal.h"
 #include "xp/fmt/xp_fmt.h"
-#include "xp/intl/intl_test_util.h"
 #include "xp/intl/xp_intl_internal.h"
 #include "xp/xp_test_util.h"
 #include "xp/time/xp_time.h"
 
-using xpi_test::Locale;
-using xpi_test::Platform;
+using xpt::Locale;
+using xpt::Platform;
 
 namespace {
 

@@ -64,7 +64,7 @@ TEST(CLibrarySweep, CalendarDirectivesAndMachineTexts) {
 // Fields strftime has not, or writes otherwise; format bounds and escapes
 // (%c, %+, %s, %x and %X are in the text sweep).
 TEST(TimeDirectives, FieldsOfTheirOwnBoundsAndEscapes) {
-  auto texts = LocaleTexts::strftime();
+  xpt::Locale texts("C", xpt::Platform::off);
   xp_dtr r = record(2006, 2, 15, 0, 5, 6), pm = record(2006, 2, 15, 22, 5, 6);
   EXPECT_EQ("?|q|%|\n\t|00|2006|15-Feb-2006|12:05:06 AM|/|:|12 12 AM",
             timef("%Z|%q|%%|%n%t|%OH|%EY|%v|%r|%/|%:|%I %l %p", r));
@@ -92,7 +92,7 @@ std::string fmt(const char *format, unsigned long value) {
 // The format engine's time directives: patterns with '#' as escape, the
 // fixed forms, 0 for now, cut output.
 TEST(EngineTimeDirectives, PatternsFixedFormsAndCuts) {
-  auto texts = LocaleTexts::strftime();
+  xpt::Locale texts("C", xpt::Platform::off);
   xp_dtr r = record(2006, 2, 15, 6, 34, 56);
   xp_seconds local = xp_time_dtrtolocal(&r), utc = xp_time_localtoutc(local);
   EXPECT_EQ("<06:34 2006-02-15>|%H 06|%",

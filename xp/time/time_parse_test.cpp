@@ -74,7 +74,7 @@ std::string parse(const char *text, int32_t order, char sep = '/') {
 // times, markers in any case and place, carries, failures. The first two
 // characters of each case are the order and the separator.
 TEST(LocaleParse, TypedTexts) {
-  auto texts = LocaleTexts::strftime();
+  xpt::Locale texts("C", xpt::Platform::off);
   xp_dtr now, marker;
   xp_time_getdtr(&now);
   xp_time_localtodtr(XP_TIME_OUT_OF_RANGE, &marker);
@@ -113,7 +113,7 @@ TEST(LocaleParse, TypedTexts) {
 // The caches follow the locale on the 10000th call (month names on their
 // own count); threads may refresh them while others read.
 TEST(LocaleParse, CachesRefreshEveryTenThousandCallsWhileThreadsRead) {
-  auto texts = LocaleTexts::strftime();
+  xpt::Locale texts("C", xpt::Platform::off);
   int32_t order;
   parse("", 0);  // loads the C locale's
   ASSERT_NE(nullptr, setlocale(LC_ALL, "de_DE.UTF-8"));

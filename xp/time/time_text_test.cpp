@@ -58,7 +58,7 @@ void sweep(const std::vector<Case> &cases) {
 }
 
 TEST(TimeText, EveryWriterAgainstTheCLibrary) {
-  auto texts = LocaleTexts::strftime();
+  xpt::Locale texts("C", xpt::Platform::off);
   for (int month : {2, 7}) {
     xp_dtr r = record(2006, month, 15, 6, 34, 56);
     struct tm tm = wall(r), utc_tm, copy = tm;
@@ -92,7 +92,7 @@ TEST(TimeText, EveryWriterAgainstTheCLibrary) {
       sweep({{kinds[kind] ? strf(kinds[kind], tm) : "", kPrefix,
               W(xpt::xt_dtrstring(&r, kind, b, n))}});
   }
-  auto russian = LocaleTexts::strftime("ru_RU.UTF-8");  // cut at whole characters
+  xpt::Locale russian("ru_RU.UTF-8", xpt::Platform::off);  // cut at whole characters
   xp_dtr r = record(2006, 2, 15, 6, 34, 56);
   sweep({{strf("%a %B", wall(r)), kPrefix, W(xpf_time(b, n, "%a %B", -1, &r, 0))}});
   // English names whatever the locale; a record whose names cannot be looked
