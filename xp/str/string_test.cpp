@@ -1,5 +1,6 @@
-// String object: construction, derivations that share, truncation on whole
-// characters (guard bytes around every buffer size), type operations.
+// String object: construction (also by the format engine), derivations that
+// share, truncation on whole characters (guard bytes around every buffer
+// size), type operations.
 #include <gtest/gtest.h>
 
 #include <string>
@@ -29,7 +30,11 @@ TEST(StrObject, ConstructionAndSharing) {
   for (auto [got, want] : shared)
     EXPECT_EQ((xp_str_release(got), got), want);
   EXPECT_EQ(xp_refs(s) + xp_refs(b), 2);
+  const std::string big(100000, 'q');  // made from the measured size
   const std::pair<xp_str *, std::string> made[] = {
+      {xp_str_format("%d-%c[%O]", 42, 'y', s), "42-y[abc]"},  // through its own textify
+      {xp_str_format("<%s>", big.c_str()), "<" + big + ">"},
+      {xp_str_format(""), ""},
       {xp_str_make("abc", 2), "ab"},
       {xp_str_make("measured", -5), "measured"},
       {xp_str_append(s, nullptr, 2), std::string("abc\0\0", 5)},

@@ -2,30 +2,25 @@
 // sweep against the C library is in time_format_test.cpp).
 #include <gtest/gtest.h>
 
-#include "xp/time/xp_time.h"
+#include "xp/time/time_test_util.h"
 
 namespace {
+
+using xpt_test::utc_of;
 
 xp_dtr rec(unsigned y, unsigned mo, unsigned d, unsigned h = 0, unsigned mi = 0, unsigned s = 0) {
   return xp_dtr{uint16_t(y), uint16_t(mo), uint16_t(d), uint16_t(h), uint16_t(mi), uint16_t(s), 0};
 }
 
-xp_seconds value_of(int y, int mo, int d, int h = 0, int mi = 0, int s = 0) {
-  struct tm tm {};
-  tm.tm_year = y - 1900, tm.tm_mon = mo - 1, tm.tm_mday = d;
-  tm.tm_hour = h, tm.tm_min = mi, tm.tm_sec = s;
-  return static_cast<xp_seconds>(timegm(&tm) + 2082844800LL);
-}
-
 TEST(Calendar, YearsCarriesAndRange) {
   const std::pair<xp_dtr, xp_seconds> cases[] = {
-      {rec(24, 6, 15, 8, 30), value_of(2024, 6, 15, 8, 30)},   // 00...69: 2000s
-      {rec(124, 6, 15, 8, 30), value_of(2024, 6, 15, 8, 30)},  // years since 1900
-      {rec(38, 1, 19, 3, 14, 7), value_of(2038, 1, 19, 3, 14, 7)},
+      {rec(24, 6, 15, 8, 30), utc_of(2024, 6, 15, 8, 30)},   // 00...69: 2000s
+      {rec(124, 6, 15, 8, 30), utc_of(2024, 6, 15, 8, 30)},  // years since 1900
+      {rec(38, 1, 19, 3, 14, 7), utc_of(2038, 1, 19, 3, 14, 7)},
       {rec(1969, 12, 31, 23), XP_TIME_POSIX_DELTA - 3600},
-      {rec(2001, 3, 0), value_of(2001, 2, 28)},  // day 0: last of the month before
-      {rec(2001, 5, 6, 10, 60), value_of(2001, 5, 6, 11)},
-      {rec(2001, 12, 31, 23, 59, 60), value_of(2002, 1, 1)},
+      {rec(2001, 3, 0), utc_of(2001, 2, 28)},  // day 0: last of the month before
+      {rec(2001, 5, 6, 10, 60), utc_of(2001, 5, 6, 11)},
+      {rec(2001, 12, 31, 23, 59, 60), utc_of(2002, 1, 1)},
       {rec(39, 1, 1), XP_TIME_OUT_OF_RANGE},
       {rec(2039, 1, 1), XP_TIME_OUT_OF_RANGE},
       {rec(2001, 0, 1), XP_TIME_OUT_OF_RANGE},  // months the tables do not hold
@@ -57,10 +52,10 @@ TEST(Calendar, OrderingAndSameDay) {
   b.year = 110;  // the short form of the same year is another year here
   EXPECT_EQ(xp_time_comparedtr(&a, &b) * 2 + xp_time_comparedtr(nullptr, &a), 1);
   EXPECT_EQ(xp_time_dtrsameyear(&a, &b), 0);
-  xp_seconds v = value_of(2012, 2, 29, 23, 59, 59);
+  xp_seconds v = utc_of(2012, 2, 29, 23, 59, 59);
   EXPECT_EQ(xp_time_localsameday(v, v - 86399) * 2 + xp_time_localsameday(v, v + 1), 2);
-  EXPECT_EQ(xp_time_localsamemonth(v, value_of(2012, 2, 1)), 1);
-  EXPECT_EQ(xp_time_localsameyear(v, value_of(2013, 1, 1)), 0);
+  EXPECT_EQ(xp_time_localsamemonth(v, utc_of(2012, 2, 1)), 1);
+  EXPECT_EQ(xp_time_localsameyear(v, utc_of(2013, 1, 1)), 0);
   // 0 and null stand for now (retried when the day ends in between).
   for (int attempt = 0; attempt < 3; ++attempt) {
     xp_dtr now, again;

@@ -12,13 +12,6 @@ namespace {
 
 using namespace xpt_test;
 
-xp_seconds utc_of(int y, int mo, int d, int h, int mi, int s) {
-  struct tm tm {};
-  tm.tm_year = y - 1900, tm.tm_mon = mo - 1, tm.tm_mday = d;
-  tm.tm_hour = h, tm.tm_min = mi, tm.tm_sec = s;
-  return static_cast<xp_seconds>(timegm(&tm)) + XP_TIME_POSIX_DELTA;
-}
-
 // The utc value of a local wall-clock time, as mktime reads it.
 xp_seconds local_wall(int y, int mo, int d, int h) {
   struct tm tm {};
