@@ -21,6 +21,20 @@ int address_order(const void *a, const void *b) {
 
 }  // namespace
 
+namespace xpc {
+
+xp_obj *object_in(void *block, uint32_t type) {
+  auto *obj = static_cast<xp_obj *>(block);
+  std::memset(obj, 0, sizeof *obj);
+  obj->refs = 1;
+  obj->type = type;
+  obj->retain = xp_obj_retain;
+  obj->release = xp_obj_release;
+  return obj;
+}
+
+}  // namespace xpc
+
 extern "C" {
 
 uint32_t xp_tag(const char *four) {
@@ -30,13 +44,8 @@ uint32_t xp_tag(const char *four) {
 }
 
 xp_obj *xp_new(uint32_t type, size_t size) {
-  auto *obj = static_cast<xp_obj *>(xp_alloc(size < sizeof(xp_obj) ? sizeof(xp_obj) : size));
-  if (!obj) return nullptr;
-  obj->refs = 1;
-  obj->type = type;
-  obj->retain = xp_obj_retain;
-  obj->release = xp_obj_release;
-  return obj;
+  void *block = xp_alloc(size < sizeof(xp_obj) ? sizeof(xp_obj) : size);
+  return block ? xpc::object_in(block, type) : nullptr;
 }
 
 xp_obj *xp_null_new(void) {

@@ -31,6 +31,10 @@ void fail_alloc_after(long k);
 // True while a failure set by fail_alloc_after is still to come.
 bool alloc_failure_pending();
 
+// Makes the start of a block from xp_alloc an object header of the given
+// type, as xp_new does (count 1, default operations, the rest zero).
+xp_obj *object_in(void *block, uint32_t type);
+
 }  // namespace xpc
 
 #endif  // XP_CORE_INTERNAL_H

@@ -2,7 +2,7 @@
 // the data object it hands out, packaging an object into an exact data
 // object, and the generic serialise entry point.
 #include "xp/ntld/xp_ntld_internal.h"
-#include "xp/str/xp_str.h"
+#include "xp/str/xp_str_internal.h"
 
 namespace xpn {
 
@@ -31,32 +31,22 @@ xp_data *hand_out(xp_ntld *w) {
     }
     return static_cast<xp_data *>(xp_retain(w->data));
   }
-  // The block becomes the data object's own bytes. Growth by doubling
+  // The block becomes the data object itself. Growth by doubling
   // leaves at most as much spare room as the tree holds; a block with more
   // (a large store that was little used) is first traded for an exact one
   // when memory allows.
   if (w->room - w->capacity > w->capacity + 4096) {
-    auto *exact = static_cast<uint8_t *>(xp_alloc(w->capacity ? w->capacity : 1));
+    auto *exact = static_cast<uint8_t *>(xp_alloc(xps::kDataLead + w->capacity));
     if (exact) {
-      std::memcpy(exact, w->block, w->capacity);
+      std::memcpy(exact + xps::kDataLead, w->buffer, w->capacity);
       xp_free(w->block);
       w->block = exact;
       w->room = w->capacity;
     }
   }
-  uint8_t *block = w->block;
+  xp_data *d = xps::data_in_place(w->block, w->capacity);
   w->block = nullptr;
   w->room = 0;
-  xp_data *d = xp_data_alloc(block, w->capacity);
-  if (!d) {
-    // The block went with the failed object.
-    w->buffer = nullptr;
-    w->capacity = 0;
-    w->offset = 0;
-    w->lost = true;
-    publish(w);
-    return nullptr;
-  }
   // Later writes copy again before they change anything.
   w->data = d;
   w->buffer = static_cast<uint8_t *>(const_cast<void *>(xp_data_getptr(d)));
@@ -81,10 +71,10 @@ xp_data *xp_ntld_package(void *obj, uint32_t tag) {
     // Second pass: write into a block of exactly the measured size, zeros
     // where the object writes less.
     xp_ntld_reset(w, nullptr, XP_NTLD_DYNAMIC);
-    w->block = static_cast<uint8_t *>(xp_alloc(size_t(size)));
+    w->block = static_cast<uint8_t *>(xp_alloc(xps::kDataLead + size_t(size)));
     if (w->block) {
       w->room = size_t(size);
-      w->buffer = w->block;
+      w->buffer = w->block + xps::kDataLead;
       w->capacity = uint32_t(size);
       publish(w);
       control(obj, XP_CONTROL_SERIALIZE, xp_word(tag), reinterpret_cast<xp_word>(w));

@@ -1,7 +1,10 @@
 // The NTLD writer: construction in its three modes, room making (a fixed
 // buffer, the dynamic mode's own growing block, or only counting), items,
 // containers chained through their length fields, and finishing.
+#include <cstdint>
+
 #include "xp/ntld/xp_ntld_internal.h"
+#include "xp/str/xp_str_internal.h"
 
 namespace xpn {
 namespace {
@@ -40,14 +43,16 @@ void drop(xp_ntld *w) {
   w->block = nullptr;
 }
 
-// Dynamic mode: makes the writer's own block hold at least `need` bytes,
-// starting with the tree's current bytes. Growth is geometric so that a
-// tree costs linear time however it is written.
+// Dynamic mode: makes the writer's own block hold at least `need` bytes of
+// tree, starting with the tree's current bytes. Growth is geometric so that
+// a tree costs linear time however it is written.
 bool grow_block(xp_ntld *w, uint64_t need) {
-  size_t want = w->room ? w->room * 2 : 256;
+  uint64_t want = w->room ? uint64_t{w->room} * 2 : 256;
   if (want < need) want = need;
+  if (want > SIZE_MAX - xps::kDataLead) return false;
+  size_t size = xps::kDataLead + static_cast<size_t>(want);
   if (w->block) {
-    auto *p = static_cast<uint8_t *>(xp_realloc(w->block, want));
+    auto *p = static_cast<uint8_t *>(xp_realloc(w->block, size));
     if (!p) {
       // The old block is gone with the failed resize.
       w->block = nullptr;
@@ -63,15 +68,15 @@ bool grow_block(xp_ntld *w, uint64_t need) {
   } else {
     // First write: copy the starting bytes (the caller's store, or a data
     // object already handed out) so that the object itself is never changed.
-    auto *p = static_cast<uint8_t *>(xp_alloc(want));
+    auto *p = static_cast<uint8_t *>(xp_alloc(size));
     if (!p) return false;
-    if (w->capacity) std::memcpy(p, w->buffer, w->capacity);
+    if (w->capacity) std::memcpy(p + xps::kDataLead, w->buffer, w->capacity);
     xp_release(w->data);
     w->data = nullptr;
     w->block = p;
   }
-  w->room = want;
-  w->buffer = w->block;
+  w->room = static_cast<size_t>(want);
+  w->buffer = w->block + xps::kDataLead;
   return true;
 }
 

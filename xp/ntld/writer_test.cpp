@@ -100,6 +100,8 @@ TEST(NtldWriter, FixedModeRefusesWhatDoesNotFitAndResetReuses) {
   EXPECT_EQ(xp_ntld_length(w), 44u);
   EXPECT_TRUE(g.clean_from(44));
   EXPECT_EQ(xp_ntld_getlongbyname(w, 4), 9);
+  xp_ntld_reset(w, g.data(), 12);
+  EXPECT_EQ(xp_ntld_add_number(w, 8, 1) + xp_ntld_add_tag(w, 8, 1), 0u) << "16 bytes, 12 free";
   xp_ntld_reset(w, g.data(), 16);
   EXPECT_EQ(xp_ntld_add_tag(w, 8, 1), 16u);
   EXPECT_EQ(xp_ntld_add(w, 9, XP_TAG('z', 'e', 'r', 'o'), 0, nullptr), 0u);

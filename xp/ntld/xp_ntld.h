@@ -79,7 +79,10 @@ static inline uint32_t xp_ntld_word_(xp_ntld *w, uint32_t tag, uint32_t type,
                                      const unsigned char value[4]) {
   struct xp_ntld_head_ *h = (struct xp_ntld_head_ *)(void *)w;
   unsigned char *p = h->next;
-  if (h->stop - p < 16) return 0;
+  /* One addition for the test and the new next (no block ends within 16
+   * bytes of the top of the address space). */
+  uintptr_t end = (uintptr_t)p + 16;
+  if (end > (uintptr_t)h->stop) return 0;
   memcpy(p, &tag, 4);
   memcpy(p + 4, &type, 4);
   p[8] = 0;

@@ -46,8 +46,9 @@ struct xp_ntld {
   uint32_t head;                      // offset of the innermost open container's header, or kNone
   uint32_t depth;                     // open containers in sizing mode
   uint32_t stack[xpn::kSizingDepth];  // their start offsets
-  // Dynamic mode only: the writer's own block, grown geometrically, of
-  // `room` bytes, of which the first `capacity` are the tree's bytes.
+  // Dynamic mode only: the writer's own block, grown geometrically: a data
+  // object's header (so that handing the tree out takes no allocation) and
+  // `room` bytes at `buffer`, of which the first `capacity` are the tree's.
   uint8_t *block;
   size_t room;
   uint32_t mode;

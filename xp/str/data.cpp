@@ -9,15 +9,19 @@ namespace {
 
 const unsigned char kZero[1] = {0};
 
-xp_data *make(size_t len) {
-  if (len > SIZE_MAX / 2 - sizeof(xp_data)) return nullptr;
-  auto *d = reinterpret_cast<xp_data *>(xp_new(XP_TYPE_DATA, sizeof(xp_data) + len));
-  if (!d) return nullptr;
+// The fields of a data object with len inline bytes, past its header.
+xp_data *inline_bytes(xp_data *d, size_t len) {
   d->obj.textify = xp_data_textify;
   d->obj.control = xp_data_control;
   d->length = len;
   d->bytes = reinterpret_cast<const unsigned char *>(d + 1);
   return d;
+}
+
+xp_data *make(size_t len) {
+  if (len > SIZE_MAX / 2 - sizeof(xp_data)) return nullptr;
+  auto *d = reinterpret_cast<xp_data *>(xp_new(XP_TYPE_DATA, sizeof(xp_data) + len));
+  return d ? inline_bytes(d, len) : nullptr;
 }
 
 xp_data *outside(const void *bytes, size_t len) {
@@ -35,6 +39,14 @@ uint32_t be32(const unsigned char *p) {
 }
 
 }  // namespace
+
+namespace xps {
+
+xp_data *data_in_place(void *block, size_t len) {
+  return inline_bytes(reinterpret_cast<xp_data *>(xpc::object_in(block, XP_TYPE_DATA)), len);
+}
+
+}  // namespace xps
 
 extern "C" {
 

@@ -39,6 +39,12 @@ struct xp_data {
 
 namespace xps {
 
+// A data object made in place: a block from xp_alloc of kDataLead + len
+// bytes whose last len bytes are already the data becomes an object that
+// holds them inline (no copy; freed with it as one block).
+constexpr size_t kDataLead = sizeof(xp_data);
+xp_data *data_in_place(void *block, size_t len);
+
 // Spare zero bytes behind a string's inline text.
 constexpr size_t kSpare = sizeof(void *);
 
