@@ -345,18 +345,23 @@ intptr_t copy_grouping(xp_intl *intl, size_t from, char *buf, size_t size) {
   }
 }
 
-// Copies a text field of `length` bytes (16 or 64); only the words up to
-// its terminator are read.
+// Reads a text field of `length` bytes (16 or 64) into out, only the words
+// up to its terminator; answers the text's length.
+size_t read_text(const xp_intl *o, size_t field, size_t length, char *out) {
+  size_t got = read_until(o, field, out, length, has_zero);
+  size_t n = got - 8;
+  while (n < got && out[n])
+    n++;
+  return n;
+}
+
+// Copies a text field of `length` bytes (16 or 64).
 intptr_t copy_text(xp_intl *intl, size_t field, size_t length, char *buf, size_t size) {
   if (buf && size) buf[0] = 0;
   xp_intl *o = xpi_reload(intl);
   if (!o) return 0;
   char text[64];
-  size_t got = read_until(o, field, text, length, has_zero);
-  size_t n = got - 8;
-  while (n < got && text[n])
-    n++;
-  return xp_fmt_text(buf, size, text, (intptr_t)n);
+  return xp_fmt_text(buf, size, text, (intptr_t)read_text(o, field, length, text));
 }
 
 template <typename T>
@@ -388,12 +393,7 @@ xp_intl *xpi_reload(xp_intl *intl) {
 
 size_t xpi_text16(xp_intl *intl, size_t field, char *out16) {
   xp_intl *o = xpi_reload(intl);
-  if (!o) return 0;
-  size_t got = read_until(o, field, out16, 16, has_zero);
-  size_t n = got - 8;
-  while (n < got && out16[n])
-    n++;
-  return n;
+  return o ? read_text(o, field, 16, out16) : 0;
 }
 
 void xpi_snapshot(const xp_intl *from, xp_intl *to) {
