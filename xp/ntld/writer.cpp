@@ -113,33 +113,20 @@ uint32_t count(xp_ntld *w, uint64_t total) {
 // A 16-byte item with a 4-byte value, written as whole words.
 constexpr uint32_t kWordItem = kHeader + 4;
 
-inline void put_word(uint8_t *p, uint32_t tag, uint32_t type, uint32_t value) {
-  store32(p, tag);
-  store32(p + 4, type);
-  store_be(p + 8, 4);
-  store32(p + 12, value);
-}
-
-__attribute__((noinline)) uint32_t add_word_slowly(xp_ntld *w, uint32_t tag, uint32_t type,
-                                                   uint32_t value) {
+// The adders' way when the public header's inline path could not take the
+// item (or was not used): room made as for any other item.
+uint32_t add_word(xp_ntld *w, uint32_t tag, uint32_t type, uint32_t value) {
   if (!w) return 0;
   Settled settled(w);
   if (w->mode == kSizing) return count(w, kWordItem);
   uint8_t *p = reserve(w, kWordItem);
   if (!p) return 0;
-  put_word(p, tag, type, value);
+  store32(p, tag);
+  store32(p + 4, type);
+  store_be(p + 8, 4);
+  store32(p + 12, value);
   w->offset += kWordItem;
   return kWordItem;
-}
-
-// The public header's inline path, for calls that come here.
-inline uint32_t add_word(xp_ntld *w, uint32_t tag, uint32_t type, uint32_t value) {
-  if (w && w->stop - w->next >= kWordItem) {
-    put_word(w->next, tag, type, value);
-    w->next += kWordItem;
-    return kWordItem;
-  }
-  return add_word_slowly(w, tag, type, value);
 }
 
 void close_all(xp_ntld *w) {
