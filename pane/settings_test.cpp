@@ -75,12 +75,18 @@ TEST_F(PaneSettings, LockedNothingReachesTheAgent) {
   EXPECT_EQ(controls[P::txt_address].text, "domarc.example");
   EXPECT_EQ(status(), "Connected to Domarc domarc-1");
   new_calls();
-  type("typed.example");  // a field editor left open
-  for (auto input : {&PaneLogic::logonClicked, &PaneLogic::checkboxClicked}) {
+  // Every input the pane takes, each with a field editor left open and the
+  // box ticked by the toolkit, and editing ended every way.
+  for (auto input : {&PaneLogic::logonClicked, &PaneLogic::luClicked, &PaneLogic::tarrowClicked,
+                     &PaneLogic::controlTextDidChange, &PaneLogic::checkboxClicked}) {
+    type("typed.example");
     controls[P::chk_messages].checked = true;
     (logic.get()->*input)();
   }
-  logic->controlTextDidEndEditing(kReturnTextMovement);
+  for (long movement : {0L, 17L, 18L, kReturnTextMovement}) {
+    type("typed.example");
+    logic->controlTextDidEndEditing(movement);
+  }
   std::string log = new_calls();
   EXPECT_FALSE(logged(log, "QuilSet") || logged(log, "QuilAuthenticate") ||
                logged(log, "QuilMessageEx"))
